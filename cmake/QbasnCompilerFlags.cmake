@@ -1,0 +1,25 @@
+# Compiler settings shared by every target of the qbasn tree.
+
+# Flags of the sanitizer build (QBASN_SANITIZE=ON); used for compiling and
+# linking, and handed to the install check so its consumer programs match.
+set(QBASN_SANITIZE_FLAGS
+  -fsanitize=address,undefined
+  -fno-sanitize-recover=undefined
+  -fno-omit-frame-pointer
+)
+
+# qbasn_target_warnings(<target>): high warnings on one target; -Werror only
+# when QBASN_WERROR is on, so that newer compilers never break a user's build.
+function(qbasn_target_warnings target)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    target_compile_options(${target} PRIVATE -Wall -Wextra)
+    if(QBASN_WERROR)
+      target_compile_options(${target} PRIVATE -Werror)
+    endif()
+  elseif(MSVC)
+    target_compile_options(${target} PRIVATE /W4)
+    if(QBASN_WERROR)
+      target_compile_options(${target} PRIVATE /WX)
+    endif()
+  endif()
+endfunction()

@@ -1,0 +1,9 @@
+// qbasn.h - the whole public surface of qbasn.
+#ifndef QBASN_H
+#define QBASN_H
+
+#include "asn1/asnbase.h"
+#include "asn1/asn1.h"
+#include "asn1/asnutils.h"
+
+#endif

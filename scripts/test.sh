@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# scripts/test.sh - builds qbasn and runs every test, twice:
+#   build/ci-release  RelWithDebInfo, warnings as errors
+#   build/ci-asan     Debug, AddressSanitizer + UndefinedBehaviorSanitizer,
+#                     warnings as errors
+# Each run includes the install check (tests/install/). Missing Debian build
+# packages are installed first when that is possible. Exits non-zero on the
+# first failure.
+set -euo pipefail
+
+repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$repo"
+
+jobs=2
+
+# ---- build dependencies (installed only when missing) ----
+"$repo/scripts/install-deps.sh"
+
+# ---- one configuration: configure, build, run ctest ----
+run_config() {
+    local dir=$1
+    shift
+    echo "==== $dir: configure"
+    cmake -S "$repo" -B "$repo/$dir" -G Ninja -DQBASN_WERROR=ON "$@"
+    echo "==== $dir: build"
+    cmake --build "$repo/$dir" -j "$jobs"
+    echo "==== $dir: test"
+    ctest --test-dir "$repo/$dir" --output-on-failure -j "$jobs"
+}
+
+run_config build/ci-release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQBASN_SANITIZE=OFF
+
+export ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:abort_on_error=1
+export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+run_config build/ci-asan -DCMAKE_BUILD_TYPE=Debug -DQBASN_SANITIZE=ON
+
+echo "==== all tests passed (release and sanitizer builds)"
