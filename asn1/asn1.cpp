@@ -77,7 +77,7 @@ unsigned int qbAsnGetType(unsigned char** p, unsigned int* rem, unsigned int* ta
                           unsigned int* constructed, unsigned int* cls) {
     if (*rem == 0) return kInputExhausted;
 
-    const unsigned char* cur = *p;
+    unsigned char* cur = *p;
     const unsigned char first = cur[0];
     *constructed = (first & kConstructedBit) != 0 ? 1U : 0U;
     *cls = static_cast<unsigned int>(first >> kClassShift);
@@ -106,7 +106,7 @@ unsigned int qbAsnGetType(unsigned char** p, unsigned int* rem, unsigned int* ta
 
     *rem = counter;
     // Deliberate: the advanced cursor goes into the pointer slot after p (p[1]), not into *p.
-    p[1] = const_cast<unsigned char*>(cur);
+    p[1] = cur;
     return kOk;
 }
 
@@ -279,7 +279,11 @@ unsigned int qbAsnGetCharstringValue(unsigned char** p, unsigned int* rem, unsig
     if (copy == nullptr) return kOutOfMemory;
     std::strncpy(copy, reinterpret_cast<const char*>(cur), len);
     copy[len] = '\0';
-    std::free(copy);
+    // An unused malloc/free pair may be dropped by the optimiser, and with it
+    // the out-of-memory result; passing the block through a volatile object
+    // keeps the allocation real.
+    char* volatile released = copy;
+    std::free(released);
 
     // Deliberate: the text is terminated in the caller's input, over the octet after the content.
     // That octet is written only when it lies within *rem, never past the input.

@@ -1322,14 +1322,19 @@ void qb_asn_bitstring::set_secure(security_t s) {
 
 // ---- qb_asn_namedbits ----
 
+namespace {
+// Bit n of a bit string's octets (0 when octet n / 8 lies beyond them).
+int bit_of(const qb_buffer_t& octets, unsigned int n) {
+    const unsigned int octet = n / 8;
+    return octet < octets.length() ? ((octets.data[octet] & (0x80u >> (n % 8))) != 0) : 0;
+}
+}  // namespace
+
 qb_asn_namedbits::qb_asn_namedbits(security_t s) : qb_asn_bitstring(s) {}
 qb_asn_namedbits::~qb_asn_namedbits() = default;
 
 unsigned int qb_asn_namedbits::set_bit(unsigned int n, int on) {
-    if (!is_present()) {
-        bits.clear();
-        last_bits = 0;
-    }
+    if (!is_present()) bits.clear();
     invalidate_value(invalidate_full);
     const unsigned int octet = n / 8;
     const unsigned char mask = static_cast<unsigned char>(0x80u >> (n % 8));
@@ -1352,11 +1357,15 @@ unsigned int qb_asn_namedbits::set_bit(unsigned int n, int on) {
 unsigned int qb_asn_namedbits::get_bit(unsigned int n, int& on) const {
     if (!is_present()) {
         if (!is_defaultable()) return kValueAbsent;
-        const auto* d = dynamic_cast<const qb_asn_namedbits*>(default_value);
-        return d != nullptr ? d->get_bit(n, on) : kValueAbsent;
+        if (const auto* named = dynamic_cast<const qb_asn_namedbits*>(default_value))
+            return named->get_bit(n, on);
+        // A default built by set_default_value(bytes, nbits) is a plain bit string.
+        const auto* plain = dynamic_cast<const qb_asn_bitstring*>(default_value);
+        if (plain == nullptr) return kValueAbsent;
+        on = bit_of(plain->bits, n);
+        return 0;
     }
-    const unsigned int octet = n / 8;
-    on = octet < bits.length() ? ((bits.data[octet] & (0x80u >> (n % 8))) != 0) : 0;
+    on = bit_of(bits, n);
     return 0;
 }
 

@@ -1,0 +1,347 @@
+// tests/asn1/asn1_allocfail_test.cpp - the scanners and qb_asn_buffer_copy
+// when malloc fails.
+//
+// This executable replaces malloc for the whole process (support/
+// failing_malloc.h), so a chosen allocation of the library returns null.
+// Each failing call must report 0x10652065, leave the cursor, the count and
+// the input alone, and write only the outputs it documents. A second group
+// checks which blocks the scanners request and release.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "asn1/asn1.h"
+#include "support/failing_malloc.h"
+#include "support/hex.h"
+
+namespace {
+
+using bytes_t = std::vector<unsigned char>;
+
+constexpr unsigned int kUntouched = 0xA5A5A5A5U;
+
+// Calls through a volatile pointer, so the compiler cannot fold or drop a
+// malloc the test makes itself.
+void* (*volatile g_malloc)(std::size_t) = std::malloc;
+void* (*volatile g_calloc)(std::size_t, std::size_t) = std::calloc;
+void* (*volatile g_realloc)(void*, std::size_t) = std::realloc;
+
+// ---- the interposer itself ----
+
+TEST(FailingMalloc, FailsTheChosenAllocationOnly) {
+    void* before = g_malloc(16);
+    EXPECT_NE(before, nullptr);
+    void* first = nullptr;
+    void* second = nullptr;
+    void* third = nullptr;
+    {
+        qb_test::fail_after guard(1);
+        first = g_malloc(16);   // allowed
+        second = g_malloc(16);  // fails
+        third = g_malloc(16);   // disarmed again
+    }
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_NE(third, nullptr);
+    std::free(before);
+    std::free(first);
+    std::free(third);
+}
+
+TEST(FailingMalloc, FailsCallocAndRealloc) {
+    void* c = nullptr;
+    {
+        qb_test::fail_after guard(0);
+        c = g_calloc(4, 4);
+    }
+    EXPECT_EQ(c, nullptr);
+
+    void* block = g_malloc(8);
+    ASSERT_NE(block, nullptr);
+    void* grown = nullptr;
+    {
+        qb_test::fail_after guard(0);
+        grown = g_realloc(block, 64);
+    }
+    EXPECT_EQ(grown, nullptr);
+    std::free(block);  // a failed realloc leaves the block in place
+}
+
+TEST(FailingMalloc, ReachesTheLibrary) {
+    // The library's own malloc call sees the failure too.
+    const bytes_t b = hex("68 69");
+    const qb_asn_buffer_t src{2, const_cast<unsigned char*>(b.data())};
+    qb_asn_buffer_t dst{0, nullptr};
+    unsigned int status = kUntouched;
+    {
+        qb_test::fail_after guard(0);
+        qb_asn_buffer_copy(src, dst, status);
+        EXPECT_FALSE(qb_test::fail_after::armed());  // the library took the failure
+    }
+    EXPECT_EQ(status, 0x10652065U);
+}
+
+// ---- allocation failure of each scanner ----
+
+enum class ByteReader { direct_big, direct_little, big_endian, little_endian };
+
+unsigned int read_bytes(ByteReader r, unsigned char** p, unsigned int* rem, unsigned int len,
+                        unsigned char** bytes, unsigned int* count) {
+    switch (r) {
+        case ByteReader::direct_big: return qbAsnGetIntegerValue(p, rem, len, bytes, count, 0);
+        case ByteReader::direct_little: return qbAsnGetIntegerValue(p, rem, len, bytes, count, 1);
+        case ByteReader::big_endian: return qbAsnGetLongIntegerValueBigEndian(p, rem, len, bytes, count);
+        case ByteReader::little_endian:
+            return qbAsnGetLongIntegerValueLittleEndian(p, rem, len, bytes, count);
+    }
+    return 0xFFFFFFFFU;
+}
+
+TEST(ScannersOutOfMemory, IntegerBytes) {
+    for (const ByteReader r : {ByteReader::direct_big, ByteReader::direct_little,
+                               ByteReader::big_endian, ByteReader::little_endian}) {
+        SCOPED_TRACE(static_cast<int>(r));
+        bytes_t in = hex("01 02 03");
+        unsigned char* cur = in.data();
+        unsigned int rem = 3;
+        unsigned char marker = 0;
+        unsigned char* bytes = &marker;
+        unsigned int count = kUntouched;
+        unsigned int status = 0;
+        {
+            qb_test::fail_after guard(0);
+            status = read_bytes(r, &cur, &rem, 3, &bytes, &count);
+        }
+        EXPECT_EQ(status, 0x10652065U);
+        EXPECT_EQ(bytes, &marker);
+        EXPECT_EQ(count, kUntouched);
+        EXPECT_EQ(cur, in.data());
+        EXPECT_EQ(rem, 3U);
+    }
+}
+
+TEST(ScannersOutOfMemory, BitStringStoresNullResult) {
+    bytes_t in = hex("03 FF");
+    unsigned char* cur = in.data();
+    unsigned int rem = 2;
+    unsigned char marker = 0;
+    unsigned char* bits = &marker;
+    unsigned int nbits = kUntouched;
+    unsigned int status = 0;
+    {
+        qb_test::fail_after guard(0);
+        status = qbAsnGetBitstringValue(&cur, &rem, 2, &bits, &nbits);
+    }
+    EXPECT_EQ(status, 0x10652065U);
+    EXPECT_EQ(bits, nullptr);  // the null allocation result is already stored
+    EXPECT_EQ(nbits, kUntouched);
+    EXPECT_EQ(in, hex("03 FF"));  // the unused bits are not cleared
+    EXPECT_EQ(cur, in.data());
+    EXPECT_EQ(rem, 2U);
+}
+
+TEST(ScannersOutOfMemory, EmptyBitStringStillAllocates) {
+    // Even a bit string without octets requests a block, so its failure is seen.
+    bytes_t in = hex("00");
+    unsigned char* cur = in.data();
+    unsigned int rem = 1;
+    unsigned char marker = 0;
+    unsigned char* bits = &marker;
+    unsigned int nbits = kUntouched;
+    unsigned int status = 0;
+    {
+        qb_test::fail_after guard(0);
+        status = qbAsnGetBitstringValue(&cur, &rem, 1, &bits, &nbits);
+    }
+    EXPECT_EQ(status, 0x10652065U);
+    EXPECT_EQ(bits, nullptr);
+    EXPECT_EQ(nbits, kUntouched);
+    EXPECT_EQ(cur, in.data());
+    EXPECT_EQ(rem, 1U);
+}
+
+TEST(ScannersOutOfMemory, ObjectIdentifier) {
+    bytes_t in = hex("2A 86 48");
+    unsigned char* cur = in.data();
+    unsigned int rem = 3;
+    unsigned char marker = 0;
+    qb_asn_buffer_t out{kUntouched, &marker};
+    unsigned int status = 0;
+    {
+        qb_test::fail_after guard(0);
+        status = qbAsnGetOIDValue(&cur, &rem, 3, &out);
+    }
+    EXPECT_EQ(status, 0x10652065U);
+    EXPECT_EQ(out.length, kUntouched);
+    EXPECT_EQ(out.data, &marker);
+    EXPECT_EQ(cur, in.data());
+    EXPECT_EQ(rem, 3U);
+}
+
+TEST(ScannersOutOfMemory, OctetString) {
+    bytes_t in = hex("68 69 6A");
+    unsigned char* cur = in.data();
+    unsigned int rem = 3;
+    unsigned char marker = 0;
+    unsigned char* data = &marker;
+    unsigned int count = kUntouched;
+    unsigned int status = 0;
+    {
+        qb_test::fail_after guard(0);
+        status = qbAsnGetOctetstringValue(&cur, &rem, 2, &data, &count);
+    }
+    EXPECT_EQ(status, 0x10652065U);
+    EXPECT_EQ(data, &marker);
+    EXPECT_EQ(count, kUntouched);
+    EXPECT_EQ(cur, in.data());
+    EXPECT_EQ(rem, 3U);
+}
+
+TEST(ScannersOutOfMemory, CharacterStringLeavesInputUnterminated) {
+    bytes_t in = hex("61 62 63 41");
+    unsigned char* cur = in.data();
+    unsigned int rem = 4;
+    unsigned int status = 0;
+    {
+        qb_test::fail_after guard(0);
+        status = qbAsnGetCharstringValue(&cur, &rem, 3, nullptr);
+    }
+    EXPECT_EQ(status, 0x10652065U);
+    EXPECT_EQ(in, hex("61 62 63 41"));
+    EXPECT_EQ(cur, in.data());
+    EXPECT_EQ(rem, 4U);
+}
+
+TEST(QbAsnBufferCopyOutOfMemory, KeepsLengthAndReportsStatus) {
+    const bytes_t b = hex("01 02 03 04 05");
+    const qb_asn_buffer_t src{5, const_cast<unsigned char*>(b.data())};
+    unsigned char marker = 0;
+    qb_asn_buffer_t dst{kUntouched, &marker};
+    unsigned int status = kUntouched;
+    {
+        qb_test::fail_after guard(0);
+        qb_asn_buffer_copy(src, dst, status);
+    }
+    EXPECT_EQ(status, 0x10652065U);
+    EXPECT_EQ(dst.data, nullptr);
+    EXPECT_EQ(dst.length, 5U);  // set before the allocation; callers test status
+}
+
+// ---- the blocks the scanners request and release ----
+
+TEST(ScannerAllocations, CharacterStringCopyIsReleased) {
+    bytes_t in = hex("61 62 63 41");
+    unsigned char* cur = in.data();
+    unsigned int rem = 4;
+    qb_test::record_allocations rec;
+    const unsigned int status = qbAsnGetCharstringValue(&cur, &rem, 3, nullptr);
+    rec.stop();
+    const std::vector<std::size_t> sizes = rec.sizes();
+    const std::vector<void*> results = rec.results();
+    const std::vector<void*> freed = rec.freed();
+    EXPECT_EQ(status, 0U);
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{4}));  // len + 1
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_NE(results[0], nullptr);
+    EXPECT_EQ(freed, results);  // and given back before returning
+}
+
+TEST(ScannerAllocations, SizesRequested) {
+    struct Case {
+        const char* name;
+        std::size_t expected;
+        unsigned int (*call)(unsigned char**, unsigned int*);
+    };
+    // Each call reads the content 01 02 03 04 (len 4) and frees what it got.
+    const Case cases[] = {
+        {"integer bytes", 4,
+         [](unsigned char** p, unsigned int* r) {
+             unsigned char* b = nullptr;
+             unsigned int n = 0;
+             const unsigned int s = qbAsnGetIntegerValue(p, r, 4, &b, &n, 0);
+             std::free(b);
+             return s;
+         }},
+        {"bit string", 3,
+         [](unsigned char** p, unsigned int* r) {
+             unsigned char* b = nullptr;
+             unsigned int n = 0;
+             const unsigned int s = qbAsnGetBitstringValue(p, r, 4, &b, &n);
+             std::free(b - 3);
+             return s;
+         }},
+        {"object identifier", 4,
+         [](unsigned char** p, unsigned int* r) {
+             qb_asn_buffer_t out{0, nullptr};
+             const unsigned int s = qbAsnGetOIDValue(p, r, 4, &out);
+             std::free(out.data);
+             return s;
+         }},
+        {"octet string", 4,
+         [](unsigned char** p, unsigned int* r) {
+             unsigned char* b = nullptr;
+             unsigned int n = 0;
+             const unsigned int s = qbAsnGetOctetstringValue(p, r, 4, &b, &n);
+             std::free(b);
+             return s;
+         }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        bytes_t in = hex("00 02 03 04");
+        unsigned char* cur = in.data();
+        unsigned int rem = 4;
+        qb_test::record_allocations rec;
+        const unsigned int status = c.call(&cur, &rem);
+        const std::vector<std::size_t> sizes = rec.sizes();
+        EXPECT_EQ(status, 0U);
+        ASSERT_EQ(sizes.size(), 1U);
+        EXPECT_EQ(sizes[0], c.expected);
+    }
+}
+
+TEST(ScannerAllocations, EmptyBitStringRequestsOneOctet) {
+    // No octet to copy, yet a real block is requested: malloc(0) may return
+    // null on success, which would read as a failure.
+    bytes_t in = hex("00");
+    unsigned char* cur = in.data();
+    unsigned int rem = 1;
+    unsigned char* bits = nullptr;
+    unsigned int nbits = kUntouched;
+    qb_test::record_allocations rec;
+    const unsigned int status = qbAsnGetBitstringValue(&cur, &rem, 1, &bits, &nbits);
+    const std::vector<std::size_t> sizes = rec.sizes();
+    const std::vector<void*> results = rec.results();
+    EXPECT_EQ(status, 0U);
+    EXPECT_EQ(nbits, 0U);
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{1}));
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_EQ(bits, results[0]);  // no octet copied: *bits still at the block's start
+    std::free(bits);
+}
+
+TEST(ScannerAllocations, ScannersWithoutResultsAllocateNothing) {
+    bytes_t in = hex("1F 85 03 82 01 00 02 01 05");
+    unsigned char* slots[2] = {in.data(), nullptr};
+    unsigned int rem = static_cast<unsigned int>(in.size());
+    unsigned int tag = 0, constructed = 0, cls = 0, definite = 0, len = 0;
+    long value = 0;
+    unsigned int status[4] = {1, 1, 1, 1};
+    qb_test::record_allocations rec;
+    status[0] = qbAsnGetType(slots, &rem, &tag, &constructed, &cls);
+    slots[0] = slots[1];  // the multi-octet form reports its cursor in the second slot
+    status[1] = qbAsnGetLength(slots, &rem, &definite, &len);
+    status[2] = qbAsnGetIntegerValue(slots, &rem, 1, &value);
+    status[3] = qbAsnGetNullValue(slots, &rem, 0);
+    const std::vector<std::size_t> sizes = rec.sizes();
+    EXPECT_TRUE(sizes.empty());
+    for (const unsigned int s : status) EXPECT_EQ(s, 0U);
+    EXPECT_EQ(tag, 3973U);
+    EXPECT_EQ(len, 3U);  // the final tag octet 03, left unconsumed, is read as the length
+    EXPECT_EQ(value, -126);
+}
+
+}  // namespace

@@ -1,0 +1,872 @@
+// tests/asn1/asnutils_test.cpp - the text and byte helpers and the record
+// member types qbasn_integer and qbasn_octetstring.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "asn1/asnbase.h"
+#include "asn1/asnutils.h"
+#include "support/hex.h"
+
+namespace {
+
+// The octets an octet string holds (its own storage, not a copy).
+std::vector<unsigned char> stored(const qb_asn_octetstring& o) {
+    unsigned char* p = nullptr;
+    unsigned int n = 0;
+    if (o.get_value(p, n) != 0) return {};
+    if (n == 0) return {};
+    return std::vector<unsigned char>(p, p + n);
+}
+
+// The content octets of an integer.
+std::vector<unsigned char> stored(const qb_asn_integer& i) {
+    unsigned char* p = nullptr;
+    unsigned int n = 0;
+    if (i.get_value(p, n) != 0) return {};
+    if (n == 0) return {};
+    return std::vector<unsigned char>(p, p + n);
+}
+
+// The full frame an object writes.
+std::vector<unsigned char> frame(const qb_asn_object& o) {
+    qb_buffer_t b(security_off);
+    if (o.asnwrite(b) != 0) return {};
+    if (b.remaining == 0) return {};
+    return std::vector<unsigned char>(b.cursor, b.cursor + b.remaining);
+}
+
+// Reads `text` (hex) into `o` through the frame reader.
+unsigned int read_hex(qb_asn_object& o, const char* text) {
+    std::vector<unsigned char> bytes = hex(text);
+    qb_r_buffer_t r(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    return o.asnread(r);
+}
+
+}  // namespace
+
+// ---- qb_set_strvalue ----
+
+TEST(SetStrvalue, stores_text_with_terminator) {
+    qb_asn_octetstring o(security_off);
+    EXPECT_EQ(0u, qb_set_strvalue(o, "abc"));
+    EXPECT_TRUE(o.is_present());
+    EXPECT_EQ(hex("61 62 63 00"), stored(o));
+}
+
+TEST(SetStrvalue, unsigned_form_stores_text_with_terminator) {
+    qb_asn_octetstring o(security_off);
+    const unsigned char text[] = {0x68, 0x69, 0x00};
+    EXPECT_EQ(0u, qb_set_strvalue(o, text));
+    EXPECT_EQ(hex("68 69 00"), stored(o));
+}
+
+TEST(SetStrvalue, stops_at_first_zero) {
+    qb_asn_octetstring o(security_off);
+    const char text[] = {'a', 0, 'b', 0};
+    EXPECT_EQ(0u, qb_set_strvalue(o, text));
+    EXPECT_EQ(hex("61 00"), stored(o));
+}
+
+TEST(SetStrvalue, empty_text_stores_single_zero) {
+    qb_asn_octetstring o(security_off);
+    EXPECT_EQ(0u, qb_set_strvalue(o, ""));
+    EXPECT_TRUE(o.is_present());
+    EXPECT_EQ(hex("00"), stored(o));
+    const unsigned char empty[] = {0};
+    qb_asn_octetstring u(security_off);
+    EXPECT_EQ(0u, qb_set_strvalue(u, empty));
+    EXPECT_EQ(hex("00"), stored(u));
+}
+
+TEST(SetStrvalue, null_stores_single_zero) {
+    qb_asn_octetstring o(security_off);
+    EXPECT_EQ(0u, qb_set_strvalue(o, static_cast<const char*>(nullptr)));
+    EXPECT_TRUE(o.is_present());
+    EXPECT_EQ(hex("00"), stored(o));
+
+    qb_asn_octetstring u(security_off);
+    qb_set_strvalue(u, "previous");
+    EXPECT_EQ(0u, qb_set_strvalue(u, static_cast<const unsigned char*>(nullptr)));
+    EXPECT_EQ(hex("00"), stored(u));
+}
+
+TEST(SetStrvalue, replaces_previous_value_and_writes_frame) {
+    qb_asn_octetstring o(security_off);
+    qb_set_strvalue(o, "long text");
+    qb_set_strvalue(o, "hi");
+    EXPECT_EQ(hex("68 69 00"), stored(o));
+    EXPECT_EQ(hex("04 03 68 69 00"), frame(o));
+}
+
+// ---- qb_get_strvalue ----
+
+TEST(GetStrvalue, copies_stored_text) {
+    qb_asn_octetstring o(security_off);
+    qb_set_strvalue(o, "abc");
+    unsigned char* s = reinterpret_cast<unsigned char*>(&o);
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    unsigned char* own = nullptr;
+    unsigned int n = 0;
+    o.get_value(own, n);
+    EXPECT_NE(own, s);  // a copy, not the object's storage
+    EXPECT_EQ(hex("61 62 63 00"), std::vector<unsigned char>(s, s + 4));
+    // One extra 00 always follows the copy.
+    EXPECT_EQ(0x00, s[4]);
+    std::free(s);
+}
+
+TEST(GetStrvalue, char_form_copies_stored_text) {
+    qb_asn_octetstring o(security_off);
+    qb_set_strvalue(o, "hello");
+    char* s = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_STREQ("hello", s);
+    EXPECT_EQ(0, s[6]);
+    std::free(s);
+}
+
+TEST(GetStrvalue, copy_is_independent_of_the_object) {
+    qb_asn_octetstring o(security_off);
+    qb_set_strvalue(o, "one");
+    char* s = nullptr;
+    qb_get_strvalue(o, s);
+    qb_set_strvalue(o, "two");
+    ASSERT_NE(nullptr, s);
+    EXPECT_STREQ("one", s);
+    std::free(s);
+}
+
+TEST(GetStrvalue, copies_every_stored_octet) {
+    qb_asn_octetstring o(security_off);
+    const std::vector<unsigned char> v = hex("01 00 02 00");
+    o.set_value(v.data(), 4);
+    unsigned char* s = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_EQ(v, std::vector<unsigned char>(s, s + 4));
+    EXPECT_EQ(0x00, s[4]);
+    std::free(s);
+}
+
+TEST(GetStrvalue, value_without_terminator_gets_one) {
+    qb_asn_octetstring o(security_off);
+    const std::vector<unsigned char> v = hex("61 62 63");
+    o.set_value(v.data(), 3);
+    char* s = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_STREQ("abc", s);
+    std::free(s);
+}
+
+TEST(GetStrvalue, decoded_value_is_terminated) {
+    qb_asn_octetstring o(security_off);
+    ASSERT_EQ(0u, read_hex(o, "04 02 78 79"));
+    char* s = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_STREQ("xy", s);
+    std::free(s);
+}
+
+TEST(GetStrvalue, one_octet_value_gives_zero_whatever_it_was_quirk) {
+    qb_asn_octetstring o(security_off);
+    const unsigned char x = 0x58;
+    o.set_value(&x, 1);
+    unsigned char* s = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_EQ(0x00, s[0]);
+    std::free(s);
+
+    char* c = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, c));
+    ASSERT_NE(nullptr, c);
+    EXPECT_EQ(0, c[0]);
+    std::free(c);
+}
+
+TEST(GetStrvalue, empty_value_gives_empty_text) {
+    qb_asn_octetstring o(security_off);
+    o.set_value(nullptr, 0);
+    ASSERT_TRUE(o.is_present());
+    char* s = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_EQ(0, s[0]);
+    std::free(s);
+}
+
+TEST(GetStrvalue, absent_value_gives_empty_text) {
+    qb_asn_octetstring o(security_off);
+    ASSERT_FALSE(o.is_present());
+    char* s = reinterpret_cast<char*>(&o);
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_NE(reinterpret_cast<char*>(&o), s);
+    EXPECT_EQ(0, s[0]);
+    std::free(s);
+}
+
+TEST(GetStrvalue, absent_value_with_default_gives_default) {
+    qb_asn_octetstring o(security_off);
+    const unsigned char d[] = {0x64, 0x66, 0x00};
+    o.set_default_value(d, 3);
+    char* s = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_STREQ("df", s);
+    std::free(s);
+}
+
+TEST(GetStrvalue, two_octet_value) {
+    qb_asn_octetstring o(security_off);
+    qb_set_strvalue(o, "Z");
+    char* s = nullptr;
+    EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    ASSERT_NE(nullptr, s);
+    EXPECT_STREQ("Z", s);
+    std::free(s);
+}
+
+// ---- qb_intvalue ----
+
+TEST(Intvalue, returns_value) {
+    struct Case {
+        long set;
+        long expected;
+    };
+    const Case cases[] = {
+        {0, 0},
+        {42, 42},
+        {-7, -7},
+        {2147483647L, 2147483647L},
+        {static_cast<long>(0x80000000ul), -2147483647L - 1},
+        {static_cast<long>(0xFFFFFFFFul), -1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.set);
+        qb_asn_integer i(security_off);
+        i.set_value(c.set);
+        EXPECT_EQ(c.expected, qb_intvalue(i));
+    }
+}
+
+TEST(Intvalue, absent_value_gives_zero) {
+    qb_asn_integer i(security_off);
+    EXPECT_EQ(0, qb_intvalue(i));
+}
+
+TEST(Intvalue, unreadable_value_gives_zero) {
+    qb_asn_integer i(security_off);
+    const std::vector<unsigned char> v = hex("01 00 00 00 00");
+    i.set_value(v.data(), 5);
+    long direct = 99;
+    ASSERT_EQ(0x10652199u, i.get_value(direct));
+    EXPECT_EQ(0, qb_intvalue(i));
+}
+
+TEST(Intvalue, unreadable_after_readable_gives_zero) {
+    qb_asn_integer i(security_off);
+    i.set_value(1234L);
+    const std::vector<unsigned char> v = hex("7F 00 00 00 00 01");
+    i.set_value(v.data(), 6);
+    EXPECT_EQ(0, qb_intvalue(i));
+}
+
+TEST(Intvalue, absent_value_with_default_gives_default) {
+    qb_asn_integer i(security_off);
+    i.set_default_value(-300L);
+    EXPECT_EQ(-300, qb_intvalue(i));
+}
+
+TEST(Intvalue, decoded_value) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(0u, read_hex(i, "02 02 FF 7F"));
+    EXPECT_EQ(-129, qb_intvalue(i));
+}
+
+// ---- qb_free_strings ----
+
+TEST(FreeStrings, frees_strings_and_array) {
+    char** v = static_cast<char**>(std::malloc(3 * sizeof(char*)));
+    ASSERT_NE(nullptr, v);
+    for (int i = 0; i < 3; ++i) {
+        v[i] = static_cast<char*>(std::malloc(8));
+        ASSERT_NE(nullptr, v[i]);
+        std::strcpy(v[i], "text");
+    }
+    qb_free_strings(3, v);  // the leak checker confirms all four releases
+}
+
+TEST(FreeStrings, frees_only_first_n_strings) {
+    char** v = static_cast<char**>(std::malloc(3 * sizeof(char*)));
+    ASSERT_NE(nullptr, v);
+    for (int i = 0; i < 3; ++i) {
+        v[i] = static_cast<char*>(std::malloc(8));
+        ASSERT_NE(nullptr, v[i]);
+    }
+    char* const last = v[2];
+    qb_free_strings(2, v);
+    std::free(last);  // a double release here would be reported
+}
+
+TEST(FreeStrings, zero_count_frees_array_only) {
+    static char not_heap[] = "static";
+    char** v = static_cast<char**>(std::malloc(2 * sizeof(char*)));
+    ASSERT_NE(nullptr, v);
+    v[0] = not_heap;  // freeing this would be reported
+    v[1] = not_heap;
+    qb_free_strings(0, v);
+}
+
+TEST(FreeStrings, negative_count_frees_array_only) {
+    static char not_heap[] = "static";
+    char** v = static_cast<char**>(std::malloc(2 * sizeof(char*)));
+    ASSERT_NE(nullptr, v);
+    v[0] = not_heap;
+    v[1] = not_heap;
+    qb_free_strings(-1, v);
+}
+
+TEST(FreeStrings, null_strings_inside_array) {
+    char** v = static_cast<char**>(std::malloc(2 * sizeof(char*)));
+    ASSERT_NE(nullptr, v);
+    v[0] = nullptr;
+    v[1] = static_cast<char*>(std::malloc(4));
+    qb_free_strings(2, v);
+}
+
+// ---- get_obj_body ----
+
+TEST(GetObjBody, copies_stored_octets) {
+    qb_asn_octetstring o(security_off);
+    const std::vector<unsigned char> v = hex("01 02 03");
+    o.set_value(v.data(), 3);
+    unsigned long len = 0;
+    unsigned char* data = nullptr;
+    EXPECT_EQ(0u, get_obj_body(o, len, data));
+    EXPECT_EQ(3ul, len);
+    ASSERT_NE(nullptr, data);
+    unsigned char* own = nullptr;
+    unsigned int n = 0;
+    o.get_value(own, n);
+    EXPECT_NE(own, data);
+    EXPECT_EQ(v, std::vector<unsigned char>(data, data + len));
+    std::free(data);
+}
+
+TEST(GetObjBody, keeps_every_octet_including_zeros) {
+    qb_asn_octetstring o(security_off);
+    const std::vector<unsigned char> v = hex("00 FF 00 00");
+    o.set_value(v.data(), 4);
+    unsigned long len = 0;
+    unsigned char* data = nullptr;
+    EXPECT_EQ(0u, get_obj_body(o, len, data));
+    ASSERT_EQ(4ul, len);
+    ASSERT_NE(nullptr, data);
+    EXPECT_EQ(v, std::vector<unsigned char>(data, data + len));
+    std::free(data);
+}
+
+TEST(GetObjBody, empty_value_gives_null) {
+    qb_asn_octetstring o(security_off);
+    o.set_value(nullptr, 0);
+    unsigned long len = 77;
+    unsigned char* data = reinterpret_cast<unsigned char*>(&o);
+    EXPECT_EQ(0u, get_obj_body(o, len, data));
+    EXPECT_EQ(0ul, len);
+    EXPECT_EQ(nullptr, data);
+}
+
+TEST(GetObjBody, absent_value_gives_null) {
+    qb_asn_octetstring o(security_off);
+    unsigned long len = 77;
+    unsigned char* data = reinterpret_cast<unsigned char*>(&o);
+    EXPECT_EQ(0u, get_obj_body(o, len, data));
+    EXPECT_EQ(0ul, len);
+    EXPECT_EQ(nullptr, data);
+}
+
+TEST(GetObjBody, decoded_value_without_the_trailing_zero) {
+    qb_asn_octetstring o(security_off);
+    ASSERT_EQ(0u, read_hex(o, "04 03 AA BB CC"));
+    unsigned long len = 0;
+    unsigned char* data = nullptr;
+    EXPECT_EQ(0u, get_obj_body(o, len, data));
+    EXPECT_EQ(3ul, len);
+    ASSERT_NE(nullptr, data);
+    EXPECT_EQ(hex("AA BB CC"), std::vector<unsigned char>(data, data + len));
+    std::free(data);
+}
+
+// ---- qbasn_integer ----
+
+TEST(QbasnInteger, is_an_integer) {
+    qbasn_integer n(security_off);
+    EXPECT_EQ(2u, n.get_tag());
+    EXPECT_EQ(0, n.get_class());
+    EXPECT_STREQ("INTEGER", n.get_type_name());
+    n.set_value(5L);
+    EXPECT_EQ(hex("02 01 05"), frame(n));
+}
+
+TEST(QbasnInteger, get_value_long) {
+    qbasn_integer n(security_off);
+    n.set_value(-129L);
+    long v = 0;
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(-129, v);
+}
+
+TEST(QbasnInteger, get_value_unsigned_long) {
+    qbasn_integer n(security_off);
+    n.set_value(70000L);
+    unsigned long v = 0;
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(70000ul, v);
+    // 32-bit values: -1 reads back as the unsigned pattern 0xFFFFFFFF.
+    n.set_value(-1L);
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(0xFFFFFFFFul, v);
+}
+
+TEST(QbasnInteger, get_value_unsigned_short_truncates) {
+    qbasn_integer n(security_off);
+    unsigned short v = 0;
+    n.set_value(70000L);
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(4464, v);
+    n.set_value(-1L);
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(65535, v);
+    n.set_value(1234L);
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(1234, v);
+}
+
+TEST(QbasnInteger, get_value_unsigned_char_of_300_gives_44) {
+    qbasn_integer n(security_off);
+    n.set_value(300L);
+    unsigned char v = 0;
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(44, v);
+    n.set_value(-2L);
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(254, v);
+}
+
+TEST(QbasnInteger, absent_value_reads_zero_with_status_zero) {
+    qbasn_integer n(security_off);
+    long l = 5;
+    unsigned long ul = 5;
+    unsigned short us = 5;
+    unsigned char uc = 5;
+    EXPECT_EQ(0u, n.get_value(l));
+    EXPECT_EQ(0u, n.get_value(ul));
+    EXPECT_EQ(0u, n.get_value(us));
+    EXPECT_EQ(0u, n.get_value(uc));
+    EXPECT_EQ(0, l);
+    EXPECT_EQ(0ul, ul);
+    EXPECT_EQ(0, us);
+    EXPECT_EQ(0, uc);
+    // The plain integer's reader reports the absence that these hide.
+    long direct = 5;
+    EXPECT_EQ(0x106521A0u, static_cast<const qb_asn_integer&>(n).get_value(direct));
+}
+
+TEST(QbasnInteger, unreadable_value_reads_zero_with_status_zero) {
+    qbasn_integer n(security_off);
+    const std::vector<unsigned char> v = hex("01 00 00 00 00");
+    n.set_value(v.data(), 5);
+    long l = 5;
+    unsigned char uc = 5;
+    EXPECT_EQ(0u, n.get_value(l));
+    EXPECT_EQ(0, l);
+    EXPECT_EQ(0u, n.get_value(uc));
+    EXPECT_EQ(0, uc);
+}
+
+TEST(QbasnInteger, byte_form_still_reachable) {
+    qbasn_integer n(security_off);
+    n.set_value(128L);
+    unsigned char* p = nullptr;
+    unsigned int len = 0;
+    EXPECT_EQ(0u, n.get_value(p, len));
+    ASSERT_EQ(2u, len);
+    EXPECT_EQ(hex("00 80"), std::vector<unsigned char>(p, p + len));
+}
+
+TEST(QbasnInteger, set_default_value_installs_zero) {
+    qbasn_integer n(security_off);
+    EXPECT_EQ(0u, n.set_default_value());
+    EXPECT_TRUE(n.is_defaultable());
+    ASSERT_NE(nullptr, n.get_default_value());
+    EXPECT_EQ(&n, n.get_default_value()->get_parent());
+    // The absent value reads as the default's content octets: 00.
+    EXPECT_EQ(hex("00"), stored(n));
+    long v = 9;
+    EXPECT_EQ(0u, static_cast<const qb_asn_integer&>(n).get_value(v));
+    EXPECT_EQ(0, v);
+}
+
+TEST(QbasnInteger, default_zero_has_current_tag_and_class) {
+    qbasn_integer n(security_off);
+    n.set_tag(7);
+    n.set_class(2);
+    n.set_default_value();
+    ASSERT_NE(nullptr, n.get_default_value());
+    EXPECT_EQ(7u, n.get_default_value()->get_tag());
+    EXPECT_EQ(2, n.get_default_value()->get_class());
+}
+
+TEST(QbasnInteger, value_equal_to_default_zero_is_not_written) {
+    qb_asn_sequence seq(security_off);
+    qbasn_integer n(security_off);
+    n.set_default_value();
+    seq.register_child(&n);
+    EXPECT_EQ(hex("30 00"), frame(seq));
+    n.set_value(0L);
+    EXPECT_EQ(hex("30 00"), frame(seq));
+    n.set_value(3L);
+    EXPECT_EQ(hex("30 03 02 01 03"), frame(seq));
+}
+
+TEST(QbasnInteger, set_default_value_object_passes_on) {
+    qbasn_integer n(security_off);
+    auto* d = new qb_asn_integer(security_off);
+    d->set_value(9L);
+    EXPECT_EQ(0u, n.set_default_value(d));
+    EXPECT_TRUE(n.is_defaultable());
+    EXPECT_EQ(d, n.get_default_value());
+    EXPECT_EQ(&n, d->get_parent());
+    long v = 0;
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(9, v);
+}
+
+TEST(QbasnInteger, set_default_value_null_leaves_not_defaultable) {
+    qbasn_integer n(security_off);
+    n.set_default_value();
+    ASSERT_TRUE(n.is_defaultable());
+    EXPECT_EQ(0u, n.set_default_value(static_cast<qb_asn_object*>(nullptr)));
+    EXPECT_FALSE(n.is_defaultable());
+    EXPECT_EQ(nullptr, n.get_default_value());
+}
+
+TEST(QbasnInteger, set_default_value_long_still_reachable) {
+    qbasn_integer n(security_off);
+    EXPECT_EQ(0u, n.set_default_value(-5L));
+    long v = 0;
+    EXPECT_EQ(0u, n.get_value(v));
+    EXPECT_EQ(-5, v);
+    unsigned char uc = 0;
+    EXPECT_EQ(0u, n.get_value(uc));
+    EXPECT_EQ(251, uc);
+}
+
+TEST(QbasnInteger, decoded_value) {
+    qbasn_integer n(security_off);
+    ASSERT_EQ(0u, read_hex(n, "02 02 01 2C"));
+    unsigned char uc = 0;
+    unsigned short us = 0;
+    EXPECT_EQ(0u, n.get_value(uc));
+    EXPECT_EQ(0u, n.get_value(us));
+    EXPECT_EQ(44, uc);
+    EXPECT_EQ(300, us);
+}
+
+// ---- qbasn_octetstring ----
+
+TEST(QbasnOctetstring, is_an_octet_string) {
+    qbasn_octetstring o(security_off);
+    EXPECT_EQ(4u, o.get_tag());
+    EXPECT_EQ(0, o.get_class());
+    EXPECT_STREQ("OCTETSTRING", o.get_type_name());
+}
+
+TEST(QbasnOctetstring, set_value_text_forms) {
+    qbasn_octetstring o(security_off);
+    EXPECT_EQ(0u, o.set_value("hi"));
+    EXPECT_EQ(hex("68 69 00"), stored(o));
+    EXPECT_EQ(hex("04 03 68 69 00"), frame(o));
+
+    const unsigned char u[] = {0x41, 0x42, 0x00};
+    EXPECT_EQ(0u, o.set_value(u));
+    EXPECT_EQ(hex("41 42 00"), stored(o));
+
+    EXPECT_EQ(0u, o.set_value(""));
+    EXPECT_EQ(hex("00"), stored(o));
+}
+
+TEST(QbasnOctetstring, set_value_null_text_forms) {
+    qbasn_octetstring o(security_off);
+    o.set_value("x");
+    EXPECT_EQ(0u, o.set_value(static_cast<const char*>(nullptr)));
+    EXPECT_EQ(hex("00"), stored(o));
+    o.set_value("x");
+    EXPECT_EQ(0u, o.set_value(static_cast<const unsigned char*>(nullptr)));
+    EXPECT_EQ(hex("00"), stored(o));
+}
+
+TEST(QbasnOctetstring, raw_set_value_still_reachable) {
+    qbasn_octetstring o(security_off);
+    const std::vector<unsigned char> v = hex("DE AD");
+    EXPECT_EQ(0u, o.set_value(v.data(), 2u));
+    EXPECT_EQ(v, stored(o));
+}
+
+TEST(QbasnOctetstring, set_value_char_stores_char_and_terminator) {
+    qbasn_octetstring o(security_off);
+    EXPECT_EQ(0u, o.set_value(static_cast<unsigned char>('A')));
+    EXPECT_EQ(hex("41 00"), stored(o));
+    EXPECT_EQ(0u, o.set_value(static_cast<unsigned char>(0xFF)));
+    EXPECT_EQ(hex("FF 00"), stored(o));
+}
+
+TEST(QbasnOctetstring, set_value_zero_char_stores_single_zero_quirk) {
+    qbasn_octetstring o(security_off);
+    EXPECT_EQ(0u, o.set_value(static_cast<unsigned char>(0)));
+    EXPECT_TRUE(o.is_present());
+    EXPECT_EQ(hex("00"), stored(o));
+}
+
+TEST(QbasnOctetstring, get_value_text_copies) {
+    qbasn_octetstring o(security_off);
+    o.set_value("text");
+    unsigned char* u = nullptr;
+    EXPECT_EQ(0u, o.get_value(u));
+    ASSERT_NE(nullptr, u);
+    EXPECT_EQ(hex("74 65 78 74 00"), std::vector<unsigned char>(u, u + 5));
+    char* c = nullptr;
+    EXPECT_EQ(0u, o.get_value(c));
+    ASSERT_NE(nullptr, c);
+    EXPECT_STREQ("text", c);
+    EXPECT_NE(static_cast<void*>(u), static_cast<void*>(c));
+    std::free(u);
+    std::free(c);
+}
+
+TEST(QbasnOctetstring, get_value_text_of_one_octet_value_is_empty) {
+    qbasn_octetstring o(security_off);
+    o.set_value(static_cast<unsigned char>(0));
+    char* c = nullptr;
+    EXPECT_EQ(0u, o.get_value(c));
+    ASSERT_NE(nullptr, c);
+    EXPECT_EQ(0, c[0]);
+    std::free(c);
+}
+
+TEST(QbasnOctetstring, get_value_text_of_absent_value_is_empty) {
+    qbasn_octetstring o(security_off);
+    char* c = nullptr;
+    EXPECT_EQ(0u, o.get_value(c));
+    ASSERT_NE(nullptr, c);
+    EXPECT_EQ(0, c[0]);
+    std::free(c);
+}
+
+TEST(QbasnOctetstring, get_value_data_len_copies) {
+    qbasn_octetstring o(security_off);
+    const std::vector<unsigned char> v = hex("00 01 02 FF");
+    o.set_value(v.data(), 4u);
+    unsigned char* data = nullptr;
+    unsigned long len = 0;
+    EXPECT_EQ(0u, o.get_value(data, len));
+    EXPECT_EQ(4ul, len);
+    ASSERT_NE(nullptr, data);
+    unsigned char* own = nullptr;
+    unsigned int n = 0;
+    o.qb_asn_octetstring::get_value(own, n);
+    EXPECT_NE(own, data);
+    EXPECT_EQ(v, std::vector<unsigned char>(data, data + len));
+    std::free(data);
+}
+
+TEST(QbasnOctetstring, get_value_data_len_of_text) {
+    qbasn_octetstring o(security_off);
+    o.set_value("ab");
+    unsigned char* data = nullptr;
+    unsigned long len = 0;
+    EXPECT_EQ(0u, o.get_value(data, len));
+    EXPECT_EQ(3ul, len);  // the terminator is part of the stored value
+    ASSERT_NE(nullptr, data);
+    EXPECT_EQ(hex("61 62 00"), std::vector<unsigned char>(data, data + len));
+    std::free(data);
+}
+
+TEST(QbasnOctetstring, get_value_data_len_of_empty_value) {
+    qbasn_octetstring o(security_off);
+    o.set_value(nullptr, 0u);
+    unsigned char* data = nullptr;
+    unsigned long len = 99;
+    EXPECT_EQ(0u, o.get_value(data, len));
+    EXPECT_EQ(0ul, len);
+    std::free(data);
+}
+
+TEST(QbasnOctetstring, get_value_n_dest_copies_first_n) {
+    qbasn_octetstring o(security_off);
+    const std::vector<unsigned char> v = hex("11 22 33 44 55");
+    o.set_value(v.data(), 5u);
+    unsigned char dest[8];
+    std::memset(dest, 0xEE, sizeof dest);
+    EXPECT_EQ(0u, o.get_value(3ul, dest));
+    EXPECT_EQ(hex("11 22 33 EE EE EE EE EE"), std::vector<unsigned char>(dest, dest + 8));
+    std::memset(dest, 0xEE, sizeof dest);
+    EXPECT_EQ(0u, o.get_value(5ul, dest));
+    EXPECT_EQ(hex("11 22 33 44 55 EE EE EE"), std::vector<unsigned char>(dest, dest + 8));
+}
+
+TEST(QbasnOctetstring, get_value_n_dest_zero_fills_past_value) {
+    qbasn_octetstring o(security_off);
+    const std::vector<unsigned char> v = hex("AB CD");
+    o.set_value(v.data(), 2u);
+    unsigned char dest[8];
+    std::memset(dest, 0xEE, sizeof dest);
+    EXPECT_EQ(0u, o.get_value(6ul, dest));
+    EXPECT_EQ(hex("AB CD 00 00 00 00 EE EE"), std::vector<unsigned char>(dest, dest + 8));
+}
+
+TEST(QbasnOctetstring, get_value_n_dest_zero_count_writes_nothing) {
+    qbasn_octetstring o(security_off);
+    o.set_value("xyz");
+    unsigned char dest[2] = {0xEE, 0xEE};
+    EXPECT_EQ(0u, o.get_value(0ul, dest));
+    EXPECT_EQ(hex("EE EE"), std::vector<unsigned char>(dest, dest + 2));
+}
+
+TEST(QbasnOctetstring, get_value_n_dest_of_absent_value_gives_zeros) {
+    qbasn_octetstring o(security_off);
+    unsigned char dest[4];
+    std::memset(dest, 0xEE, sizeof dest);
+    EXPECT_EQ(0u, o.get_value(3ul, dest));
+    EXPECT_EQ(hex("00 00 00 EE"), std::vector<unsigned char>(dest, dest + 4));
+}
+
+TEST(QbasnOctetstring, get_value_char_first_octet) {
+    qbasn_octetstring o(security_off);
+    o.set_value("hi");
+    unsigned char c = 0;
+    EXPECT_EQ(0u, o.get_value(c));
+    EXPECT_EQ(0x68, c);
+    o.set_value(static_cast<unsigned char>('Q'));
+    EXPECT_EQ(0u, o.get_value(c));
+    EXPECT_EQ(0x51, c);
+}
+
+TEST(QbasnOctetstring, get_value_char_of_empty_or_absent_is_zero) {
+    qbasn_octetstring absent(security_off);
+    unsigned char c = 0x77;
+    EXPECT_EQ(0u, absent.get_value(c));
+    EXPECT_EQ(0, c);
+
+    qbasn_octetstring empty(security_off);
+    empty.set_value(nullptr, 0u);
+    c = 0x77;
+    EXPECT_EQ(0u, empty.get_value(c));
+    EXPECT_EQ(0, c);
+}
+
+TEST(QbasnOctetstring, set_default_value_installs_single_zero) {
+    qbasn_octetstring o(security_off);
+    EXPECT_EQ(0u, o.set_default_value());
+    EXPECT_TRUE(o.is_defaultable());
+    ASSERT_NE(nullptr, o.get_default_value());
+    EXPECT_EQ(&o, o.get_default_value()->get_parent());
+    EXPECT_FALSE(o.is_present());
+    EXPECT_EQ(hex("00"), stored(o));
+    char* c = nullptr;
+    EXPECT_EQ(0u, o.get_value(c));
+    ASSERT_NE(nullptr, c);
+    EXPECT_EQ(0, c[0]);
+    std::free(c);
+}
+
+TEST(QbasnOctetstring, default_has_current_tag_and_class) {
+    qbasn_octetstring o(security_off);
+    o.set_tag(3);
+    o.set_class(2);
+    o.set_default_value();
+    ASSERT_NE(nullptr, o.get_default_value());
+    EXPECT_EQ(3u, o.get_default_value()->get_tag());
+    EXPECT_EQ(2, o.get_default_value()->get_class());
+}
+
+TEST(QbasnOctetstring, empty_text_equal_to_default_is_not_written) {
+    qb_asn_sequence seq(security_off);
+    qbasn_octetstring o(security_off);
+    o.set_default_value();
+    seq.register_child(&o);
+    EXPECT_EQ(hex("30 00"), frame(seq));
+    o.set_value("");
+    EXPECT_EQ(hex("30 00"), frame(seq));
+    o.set_value("a");
+    EXPECT_EQ(hex("30 04 04 02 61 00"), frame(seq));
+}
+
+TEST(QbasnOctetstring, set_default_value_object_passes_on) {
+    qbasn_octetstring o(security_off);
+    auto* d = new qb_asn_octetstring(security_off);
+    qb_set_strvalue(*d, "dflt");
+    EXPECT_EQ(0u, o.set_default_value(d));
+    EXPECT_TRUE(o.is_defaultable());
+    EXPECT_EQ(d, o.get_default_value());
+    char* c = nullptr;
+    EXPECT_EQ(0u, o.get_value(c));
+    ASSERT_NE(nullptr, c);
+    EXPECT_STREQ("dflt", c);
+    std::free(c);
+}
+
+TEST(QbasnOctetstring, set_default_value_null_leaves_not_defaultable) {
+    qbasn_octetstring o(security_off);
+    o.set_default_value();
+    EXPECT_EQ(0u, o.set_default_value(static_cast<qb_asn_object*>(nullptr)));
+    EXPECT_FALSE(o.is_defaultable());
+    EXPECT_EQ(nullptr, o.get_default_value());
+}
+
+TEST(QbasnOctetstring, set_default_value_bytes_still_reachable) {
+    qbasn_octetstring o(security_off);
+    const unsigned char d[] = {0x7A, 0x00};
+    EXPECT_EQ(0u, o.set_default_value(d, 2u));
+    unsigned char c = 0;
+    EXPECT_EQ(0u, o.get_value(c));
+    EXPECT_EQ(0x7A, c);
+}
+
+TEST(QbasnOctetstring, text_setter_invalidates_parent_encoding) {
+    qb_asn_sequence seq(security_off);
+    qbasn_octetstring o(security_off);
+    seq.register_child(&o);
+    o.set_value("a");
+    EXPECT_EQ(hex("30 04 04 02 61 00"), frame(seq));
+    EXPECT_TRUE(seq.is_encoding_valid());
+    o.set_value("bc");
+    EXPECT_FALSE(seq.is_encoding_valid());
+    EXPECT_EQ(hex("30 05 04 03 62 63 00"), frame(seq));
+    o.set_value(static_cast<unsigned char>('z'));
+    EXPECT_EQ(hex("30 04 04 02 7A 00"), frame(seq));
+    qb_set_strvalue(o, static_cast<const char*>(nullptr));
+    EXPECT_EQ(hex("30 03 04 01 00"), frame(seq));
+}
+
+TEST(QbasnOctetstring, decoded_text_reads_back) {
+    qbasn_octetstring o(security_off);
+    ASSERT_EQ(0u, read_hex(o, "04 04 61 62 63 00"));
+    char* c = nullptr;
+    EXPECT_EQ(0u, o.get_value(c));
+    ASSERT_NE(nullptr, c);
+    EXPECT_STREQ("abc", c);
+    std::free(c);
+    unsigned char first = 0;
+    EXPECT_EQ(0u, o.get_value(first));
+    EXPECT_EQ(0x61, first);
+}

@@ -1,0 +1,897 @@
+// tests/asn1/integer_test.cpp - INTEGER, BOOLEAN and NULL objects.
+//
+// Covers construction settings, the minimal two's-complement writer, the
+// content reader with its sign and length rules, the presence and default
+// rules of the getters, the defaults built by set_default_value, the value
+// octets surviving a re-framing (set_tag / set_class), BOOLEAN and NULL
+// framing, and parents losing their cached encoding when a value changes.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <vector>
+
+#include "asn1/asnbase.h"
+#include "support/hex.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes bytes_of(const unsigned char* p, unsigned int n) {
+    if (n == 0) return {};
+    return Bytes(p, p + n);
+}
+
+// The full frame asnwrite produces, with its status.
+struct Written {
+    unsigned int rc;
+    Bytes bytes;
+};
+
+Written write_frame(const qb_asn_object& o) {
+    qb_buffer_t out(security_off);
+    const unsigned int rc = o.asnwrite(out);
+    return {rc, bytes_of(out.data, out.length())};
+}
+
+// Reads one frame from `in`; `left` receives what remains of the view.
+unsigned int read_frame(qb_asn_object& o, const Bytes& in, unsigned int& left,
+                        unsigned int& consumed) {
+    Bytes copy = in;
+    qb_r_buffer_t r(copy.data(), static_cast<unsigned int>(copy.size()));
+    const unsigned int rc = o.asnread(r);
+    left = r.remaining;
+    consumed = static_cast<unsigned int>(r.cursor - copy.data());
+    return rc;
+}
+
+unsigned int read_frame(qb_asn_object& o, const Bytes& in) {
+    unsigned int left = 0;
+    unsigned int consumed = 0;
+    return read_frame(o, in, left, consumed);
+}
+
+Bytes content_of(const qb_asn_integer& i) {
+    unsigned char* p = nullptr;
+    unsigned int n = 0;
+    EXPECT_EQ(i.get_value(p, n), 0u);
+    return bytes_of(p, n);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- INTEGER
+
+TEST(QbAsnInteger, constructor_settings) {
+    qb_asn_integer i(security_off);
+    EXPECT_STREQ(i.get_type_name(), "INTEGER");
+    EXPECT_EQ(i.get_tag(), 2u);
+    EXPECT_EQ(i.get_class(), 0);
+    EXPECT_EQ(i.encoding_primitive_permitted(), 1);
+    EXPECT_EQ(i.encoding_constructed_permitted(), 0);
+    EXPECT_EQ(i.encoding_indefinite_permitted(), 0);
+    EXPECT_EQ(i.int_valid, 0);
+    EXPECT_EQ(i.secure, security_off);
+    EXPECT_EQ(i.is_present(), 0);
+    EXPECT_EQ(i.is_defaultable(), 0);
+    EXPECT_EQ(i.is_optional(), 0);
+    EXPECT_EQ(i.is_encoding_valid(), 0);
+    EXPECT_EQ(i.get_parent(), nullptr);
+    EXPECT_EQ(i.get_default_value(), nullptr);
+}
+
+TEST(QbAsnInteger, constructor_keeps_security_setting) {
+    qb_asn_integer i(security_on);
+    EXPECT_EQ(i.secure, security_on);
+    EXPECT_EQ(i.encoding.security, security_on);
+}
+
+TEST(QbAsnInteger, set_secure_stores_own_copy_and_passes_on) {
+    qb_asn_integer i(security_off);
+    i.set_secure(security_on);
+    EXPECT_EQ(i.secure, security_on);
+    EXPECT_EQ(i.security, security_on);
+    EXPECT_EQ(i.encoding.security, security_on);
+    i.set_secure(security_off);
+    EXPECT_EQ(i.secure, security_off);
+    EXPECT_EQ(i.security, security_off);
+    EXPECT_EQ(i.encoding.security, security_off);
+}
+
+TEST(QbAsnInteger, refuses_constructed_and_indefinite_forms) {
+    {
+        qb_asn_integer i(security_off);
+        unsigned int left = 0, consumed = 0;
+        EXPECT_EQ(read_frame(i, hex("22 03 02 01 05"), left, consumed), 0x1065219Eu);
+        EXPECT_EQ(consumed, 0u);
+        EXPECT_EQ(left, 5u);
+        EXPECT_EQ(i.is_present(), 0);
+    }
+    {
+        qb_asn_integer i(security_off);
+        unsigned int left = 0, consumed = 0;
+        EXPECT_EQ(read_frame(i, hex("02 80 05 00 00"), left, consumed), 0x1065219Du);
+        EXPECT_EQ(consumed, 0u);
+        EXPECT_EQ(i.is_present(), 0);
+    }
+}
+
+struct EncodeCase {
+    const char* name;
+    long value;
+    const char* content;
+    long read_back;
+};
+
+// Values are 32-bit: a long keeps its low 32 bits and reads back sign-extended.
+const EncodeCase kEncodeCases[] = {
+    {"zero", 0L, "00", 0L},
+    {"127", 127L, "7F", 127L},
+    {"128", 128L, "00 80", 128L},
+    {"255", 255L, "00 FF", 255L},
+    {"256", 256L, "01 00", 256L},
+    {"minus one", -1L, "FF", -1L},
+    {"minus 128", -128L, "80", -128L},
+    {"minus 129", -129L, "FF 7F", -129L},
+    {"minus 256", -256L, "FF 00", -256L},
+    {"32767", 32767L, "7F FF", 32767L},
+    {"32768", 32768L, "00 80 00", 32768L},
+    {"minus 32768", -32768L, "80 00", -32768L},
+    {"minus 32769", -32769L, "FF 7F FF", -32769L},
+    {"0x00800000", 0x00800000L, "00 80 00 00", 0x00800000L},
+    {"minus 0x00800001", -0x00800001L, "FF 7F FF FF", -0x00800001L},
+    {"0x12345678", 0x12345678L, "12 34 56 78", 0x12345678L},
+    {"0x7FFFFFFF", 0x7FFFFFFFL, "7F FF FF FF", 0x7FFFFFFFL},
+    {"INT_MIN", static_cast<long>(INT_MIN), "80 00 00 00", static_cast<long>(INT_MIN)},
+    {"0x80000000 as long", 0x80000000L, "80 00 00 00", static_cast<long>(INT_MIN)},
+    {"0xFFFFFFFF as long", 0xFFFFFFFFL, "FF", -1L},
+    {"0xFFFFFF80 as long", 0xFFFFFF80L, "80", -128L},
+    {"64-bit 0x100000005 keeps low 32 bits", 0x100000005L, "05", 5L},
+    {"64-bit 0x1FFFFFFFF keeps low 32 bits", 0x1FFFFFFFFL, "FF", -1L},
+};
+
+TEST(QbAsnInteger, set_value_long_writes_minimal_twos_complement) {
+    for (const EncodeCase& c : kEncodeCases) {
+        SCOPED_TRACE(c.name);
+        qb_asn_integer i(security_off);
+        EXPECT_EQ(i.set_value(c.value), 0u);
+        EXPECT_EQ(i.is_present(), 1);
+        EXPECT_EQ(i.int_valid, 1);
+        EXPECT_EQ(i.is_encoding_valid(), 1);
+        EXPECT_EQ(content_of(i), hex(c.content));
+        long out = 0x5A5A;
+        EXPECT_EQ(i.get_value(out), 0u);
+        EXPECT_EQ(out, c.read_back);
+
+        // The frame carries exactly those content octets.
+        Bytes frame = hex("02");
+        const Bytes content = hex(c.content);
+        frame.push_back(static_cast<unsigned char>(content.size()));
+        frame.insert(frame.end(), content.begin(), content.end());
+        const Written w = write_frame(i);
+        EXPECT_EQ(w.rc, 0u);
+        EXPECT_EQ(w.bytes, frame);
+    }
+}
+
+TEST(QbAsnInteger, set_value_long_replaces_previous_octets) {
+    qb_asn_integer i(security_off);
+    i.set_value(0x7FFFFFFFL);
+    i.set_value(5L);
+    EXPECT_EQ(content_of(i), hex("05"));
+    EXPECT_EQ(write_frame(i).bytes, hex("02 01 05"));
+}
+
+TEST(QbAsnInteger, set_value_long_sets_int_valid_after_oversized_decode) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(read_frame(i, hex("02 05 01 00 00 00 00")), 0u);
+    ASSERT_EQ(i.int_valid, 0);
+    i.set_value(-2L);
+    EXPECT_EQ(i.int_valid, 1);
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, -2L);
+    EXPECT_EQ(content_of(i), hex("FE"));
+}
+
+struct DecodeCase {
+    const char* name;
+    const char* content;
+    int int_valid;
+    long value;  // meaningful when int_valid
+};
+
+const DecodeCase kDecodeCases[] = {
+    {"empty content is zero", "", 1, 0L},
+    {"00", "00", 1, 0L},
+    {"7F", "7F", 1, 127L},
+    {"80 is -128", "80", 1, -128L},
+    {"FF is -1", "FF", 1, -1L},
+    {"FF 7F is -129", "FF 7F", 1, -129L},
+    {"00 FF is 255", "00 FF", 1, 255L},
+    {"01 00 is 256", "01 00", 1, 256L},
+    {"80 00 sign-extends", "80 00", 1, -32768L},
+    {"80 00 00 sign-extends", "80 00 00", 1, -8388608L},
+    {"00 80 00 stays positive", "00 80 00", 1, 32768L},
+    {"non-minimal 00 00 05", "00 00 05", 1, 5L},
+    {"non-minimal FF FF", "FF FF", 1, -1L},
+    {"four octets 7F FF FF FF", "7F FF FF FF", 1, 0x7FFFFFFFL},
+    {"four octets 80 00 00 00", "80 00 00 00", 1, static_cast<long>(INT_MIN)},
+    {"four octets FF FF FF FF", "FF FF FF FF", 1, -1L},
+    {"four octets FF 00 00 00", "FF 00 00 00", 1, -16777216L},
+    {"four octets 00 80 00 00", "00 80 00 00", 1, 0x00800000L},
+    {"five octets 00 00 00 00 80", "00 00 00 00 80", 1, 0x80L},
+    {"five octets 00 80 00 00 00 (32-bit pattern)", "00 80 00 00 00", 1, static_cast<long>(INT_MIN)},
+    {"five octets 00 FF FF FF FF (32-bit pattern)", "00 FF FF FF FF", 1, -1L},
+    {"five octets 01 00 00 00 00 do not fit", "01 00 00 00 00", 0, 0L},
+    {"five octets FF FF FF FF FF do not fit", "FF FF FF FF FF", 0, 0L},
+    {"five octets 80 00 00 00 00 do not fit", "80 00 00 00 00", 0, 0L},
+    {"nine octets 12 ... do not fit", "12 00 00 00 00 00 00 00 01", 0, 0L},
+};
+
+TEST(QbAsnInteger, decode_table) {
+    for (const DecodeCase& c : kDecodeCases) {
+        SCOPED_TRACE(c.name);
+        const Bytes content = hex(c.content);
+        Bytes frame = hex("02");
+        frame.push_back(static_cast<unsigned char>(content.size()));
+        frame.insert(frame.end(), content.begin(), content.end());
+        frame.push_back(0xAA);  // data after the frame stays in the view
+
+        qb_asn_integer i(security_off);
+        unsigned int left = 0, consumed = 0;
+        EXPECT_EQ(read_frame(i, frame, left, consumed), 0u);  // no length is rejected
+        EXPECT_EQ(left, 1u);
+        EXPECT_EQ(consumed, frame.size() - 1);
+        EXPECT_EQ(i.is_present(), 1);
+        EXPECT_EQ(i.int_valid, c.int_valid);
+        EXPECT_EQ(content_of(i), content);
+        long out = 0x5A5A;
+        if (c.int_valid) {
+            EXPECT_EQ(i.get_value(out), 0u);
+            EXPECT_EQ(out, c.value);
+        } else {
+            EXPECT_EQ(i.get_value(out), 0x10652199u);
+            EXPECT_EQ(out, 0x5A5A);
+        }
+    }
+}
+
+TEST(QbAsnInteger, set_value_bytes_reads_the_same_way) {
+    for (const DecodeCase& c : kDecodeCases) {
+        SCOPED_TRACE(c.name);
+        const Bytes content = hex(c.content);
+        qb_asn_integer i(security_off);
+        EXPECT_EQ(i.set_value(content.data(), static_cast<unsigned int>(content.size())), 0u);
+        EXPECT_EQ(i.is_present(), 1);
+        EXPECT_EQ(i.int_valid, c.int_valid);
+        EXPECT_EQ(content_of(i), content);
+        long out = 0x5A5A;
+        if (c.int_valid) {
+            EXPECT_EQ(i.get_value(out), 0u);
+            EXPECT_EQ(out, c.value);
+        } else {
+            EXPECT_EQ(i.get_value(out), 0x10652199u);
+            EXPECT_EQ(out, 0x5A5A);
+        }
+    }
+}
+
+TEST(QbAsnInteger, long_content_with_leading_zero_keeps_last_four_octets_quirk) {
+    // Deliberate: octets between the leading 00 and the last four are dropped without error.
+    struct Case {
+        const char* name;
+        const char* frame;
+        long value;
+    } const cases[] = {
+        {"six octets", "02 06 00 12 34 56 78 9A", 0x3456789AL},
+        {"seven octets", "02 07 00 FF EE 12 34 56 78", 0x12345678L},
+        {"eight octets", "02 08 00 11 22 33 44 55 66 77", 0x44556677L},
+        {"nine octets", "02 09 00 11 22 33 44 55 66 77 88", 0x55667788L},
+        {"twelve octets", "02 0C 00 99 99 99 99 99 99 99 01 02 03 04", 0x01020304L},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qb_asn_integer i(security_off);
+        ASSERT_EQ(read_frame(i, hex(c.frame)), 0u);
+        EXPECT_EQ(i.int_valid, 1);
+        long out = 0;
+        EXPECT_EQ(i.get_value(out), 0u);
+        EXPECT_EQ(out, c.value);
+    }
+}
+
+TEST(QbAsnInteger, oversized_content_keeps_bytes_and_refuses_long) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(i.set_value(42L), 0u);
+    ASSERT_EQ(read_frame(i, hex("02 05 01 00 00 00 00")), 0u);
+    EXPECT_EQ(i.int_valid, 0);
+    EXPECT_EQ(i.value, 42L);  // update_int_val leaves `value` alone when it stops early
+    long out = 0x5A5A;
+    EXPECT_EQ(i.get_value(out), 0x10652199u);
+    EXPECT_EQ(out, 0x5A5A);
+    unsigned char* p = nullptr;
+    unsigned int n = 0;
+    EXPECT_EQ(i.get_value(p, n), 0u);
+    EXPECT_EQ(bytes_of(p, n), hex("01 00 00 00 00"));
+    // The octets still travel.
+    EXPECT_EQ(write_frame(i).bytes, hex("02 05 01 00 00 00 00"));
+}
+
+TEST(QbAsnInteger, decode_clears_int_valid_and_recomputes) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(read_frame(i, hex("02 05 01 00 00 00 00")), 0u);
+    ASSERT_EQ(i.int_valid, 0);
+    ASSERT_EQ(read_frame(i, hex("02 01 07")), 0u);
+    EXPECT_EQ(i.int_valid, 1);
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 7L);
+    EXPECT_EQ(content_of(i), hex("07"));
+}
+
+TEST(QbAsnInteger, zero_length_content_decodes_to_zero_and_writes_back_empty) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(i.set_value(99L), 0u);
+    ASSERT_EQ(read_frame(i, hex("02 00")), 0u);
+    EXPECT_EQ(i.int_valid, 1);
+    long out = 0x5A5A;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 0L);
+    EXPECT_EQ(content_of(i), Bytes{});
+    EXPECT_EQ(write_frame(i).bytes, hex("02 00"));
+}
+
+TEST(QbAsnInteger, decoded_value_is_written_back) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(read_frame(i, hex("02 02 00 80")), 0u);
+    const Written w = write_frame(i);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_EQ(w.bytes, hex("02 02 00 80"));
+}
+
+TEST(QbAsnInteger, decode_value_called_directly) {
+    qb_asn_integer i(security_off);
+    Bytes in = hex("12 34 56");
+    qb_r_buffer_t r(in.data(), 3);
+    EXPECT_EQ(i.decode_value(r, 2), 0u);
+    EXPECT_EQ(r.remaining, 1u);
+    EXPECT_EQ(r.cursor, in.data() + 2);
+    EXPECT_EQ(i.is_present(), 1);
+    EXPECT_EQ(i.is_encoding_valid(), 1);
+    EXPECT_EQ(i.int_valid, 1);
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 0x1234L);
+}
+
+TEST(QbAsnInteger, encode_value_writes_nothing) {
+    qb_asn_integer i(security_off);
+    i.set_value(0x1234L);
+    qb_buffer_t out(security_off);
+    EXPECT_EQ(i.encode_value(out), 0u);
+    EXPECT_EQ(out.length(), 0u);
+}
+
+TEST(QbAsnInteger, set_value_bytes_keeps_octets_as_given) {
+    qb_asn_integer i(security_off);
+    const Bytes nonminimal = hex("00 00 05");
+    ASSERT_EQ(i.set_value(nonminimal.data(), 3), 0u);
+    EXPECT_EQ(i.is_encoding_valid(), 1);
+    EXPECT_EQ(content_of(i), hex("00 00 05"));
+    EXPECT_EQ(write_frame(i).bytes, hex("02 03 00 00 05"));
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 5L);
+}
+
+TEST(QbAsnInteger, set_value_bytes_resets_value_first) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(i.set_value(42L), 0u);
+    const Bytes big = hex("01 00 00 00 00");
+    ASSERT_EQ(i.set_value(big.data(), 5), 0u);
+    EXPECT_EQ(i.int_valid, 0);
+    EXPECT_EQ(i.value, 0L);
+    long out = 0x5A5A;
+    EXPECT_EQ(i.get_value(out), 0x10652199u);
+    EXPECT_EQ(out, 0x5A5A);
+}
+
+TEST(QbAsnInteger, set_value_bytes_empty_and_null) {
+    qb_asn_integer i(security_off);
+    EXPECT_EQ(i.set_value(nullptr, 0), 0u);
+    EXPECT_EQ(i.is_present(), 1);
+    EXPECT_EQ(i.int_valid, 1);
+    long out = 0x5A5A;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 0L);
+    EXPECT_EQ(write_frame(i).bytes, hex("02 00"));
+
+    qb_asn_integer j(security_off);
+    EXPECT_EQ(j.set_value(nullptr, 3), 0x1065219Cu);
+    EXPECT_EQ(j.is_present(), 0);
+}
+
+TEST(QbAsnInteger, get_value_absent_without_default) {
+    qb_asn_integer i(security_off);
+    long out = 0x5A5A;
+    EXPECT_EQ(i.get_value(out), 0x106521A0u);
+    EXPECT_EQ(out, 0x5A5A);
+    unsigned char marker = 0;
+    unsigned char* p = &marker;
+    unsigned int n = 77;
+    EXPECT_EQ(i.get_value(p, n), 0x106521A0u);
+    EXPECT_EQ(p, &marker);
+    EXPECT_EQ(n, 77u);
+}
+
+TEST(QbAsnInteger, optional_absent_is_still_refused_by_get_value) {
+    qb_asn_integer i(security_off);
+    i.set_optional(1);
+    long out = 0x5A5A;
+    EXPECT_EQ(i.get_value(out), 0x106521A0u);
+    EXPECT_EQ(out, 0x5A5A);
+}
+
+TEST(QbAsnInteger, absent_member_with_default_answers_with_default) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(i.set_default_value(7L), 0u);
+    EXPECT_EQ(i.is_defaultable(), 1);
+    EXPECT_EQ(i.is_present(), 0);
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 7L);
+    unsigned char* p = nullptr;
+    unsigned int n = 0;
+    EXPECT_EQ(i.get_value(p, n), 0u);
+    EXPECT_EQ(bytes_of(p, n), hex("07"));
+    // The octets are the default's own storage.
+    unsigned char* dp = nullptr;
+    unsigned int dn = 0;
+    auto* d = dynamic_cast<qb_asn_integer*>(i.get_default_value());
+    ASSERT_NE(d, nullptr);
+    ASSERT_EQ(d->get_value(dp, dn), 0u);
+    EXPECT_EQ(p, dp);
+}
+
+TEST(QbAsnInteger, absent_member_passes_on_the_defaults_refusal) {
+    qb_asn_integer i(security_off);
+    const Bytes big = hex("01 00 00 00 00");
+    ASSERT_EQ(i.set_default_value(big.data(), 5), 0u);
+    long out = 0x5A5A;
+    EXPECT_EQ(i.get_value(out), 0x10652199u);
+    EXPECT_EQ(out, 0x5A5A);
+    unsigned char* p = nullptr;
+    unsigned int n = 0;
+    EXPECT_EQ(i.get_value(p, n), 0u);
+    EXPECT_EQ(bytes_of(p, n), hex("01 00 00 00 00"));
+}
+
+TEST(QbAsnInteger, present_value_wins_over_default) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(i.set_default_value(7L), 0u);
+    ASSERT_EQ(i.set_value(-3L), 0u);
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, -3L);
+    EXPECT_EQ(content_of(i), hex("FD"));
+}
+
+TEST(QbAsnInteger, set_default_value_long_uses_current_tag_and_class) {
+    qb_asn_integer i(security_on);
+    i.set_tag(9);
+    i.set_class(2);
+    ASSERT_EQ(i.set_default_value(300L), 0u);
+    auto* d = dynamic_cast<qb_asn_integer*>(i.get_default_value());
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(d->get_tag(), 9u);
+    EXPECT_EQ(d->get_class(), 2);
+    EXPECT_EQ(d->get_parent(), &i);
+    EXPECT_EQ(d->secure, security_off);  // the default is not secure
+    EXPECT_EQ(d->is_present(), 1);
+    long out = 0;
+    EXPECT_EQ(d->get_value(out), 0u);
+    EXPECT_EQ(out, 300L);
+    EXPECT_EQ(content_of(*d), hex("01 2C"));
+}
+
+TEST(QbAsnInteger, set_default_value_bytes_uses_current_tag_and_class) {
+    qb_asn_integer i(security_off);
+    i.set_tag(31);
+    i.set_class(1);
+    const Bytes raw = hex("00 00 7F");
+    ASSERT_EQ(i.set_default_value(raw.data(), 3), 0u);
+    auto* d = dynamic_cast<qb_asn_integer*>(i.get_default_value());
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(d->get_tag(), 31u);
+    EXPECT_EQ(d->get_class(), 1);
+    EXPECT_EQ(d->get_parent(), &i);
+    EXPECT_EQ(content_of(*d), hex("00 00 7F"));  // kept as given
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 127L);
+}
+
+TEST(QbAsnInteger, set_default_value_object_and_replacement) {
+    qb_asn_integer i(security_off);
+    auto* first = new qb_asn_integer(security_off);
+    first->set_value(1L);
+    ASSERT_EQ(i.set_default_value(first), 0u);  // takes ownership
+    EXPECT_EQ(i.get_default_value(), first);
+    EXPECT_EQ(first->get_parent(), &i);
+    EXPECT_EQ(i.is_defaultable(), 1);
+    ASSERT_EQ(i.set_default_value(2L), 0u);  // the first default is released
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 2L);
+    ASSERT_EQ(i.set_default_value(static_cast<qb_asn_object*>(nullptr)), 0u);
+    EXPECT_EQ(i.is_defaultable(), 0);
+    EXPECT_EQ(i.get_default_value(), nullptr);
+    EXPECT_EQ(i.get_value(out), 0x106521A0u);
+}
+
+TEST(QbAsnInteger, value_equal_to_default_is_not_written) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(i.set_default_value(5L), 0u);
+    Written w = write_frame(i);  // absent and defaultable
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_TRUE(w.bytes.empty());
+    i.set_value(5L);
+    w = write_frame(i);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_TRUE(w.bytes.empty());
+    i.set_value(6L);
+    w = write_frame(i);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_EQ(w.bytes, hex("02 01 06"));
+    // Equality is on content octets: 00 05 is not the default's 05.
+    const Bytes padded = hex("00 05");
+    i.set_value(padded.data(), 2);
+    w = write_frame(i);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_EQ(w.bytes, hex("02 02 00 05"));
+}
+
+TEST(QbAsnInteger, absent_mandatory_write_fails_and_leaves_output) {
+    qb_asn_integer i(security_off);
+    qb_buffer_t out(security_off);
+    out.append(static_cast<unsigned char>(0xEE));
+    EXPECT_EQ(i.asnwrite(out), 0x106521A0u);
+    EXPECT_EQ(bytes_of(out.data, out.length()), hex("EE"));
+}
+
+TEST(QbAsnInteger, set_tag_and_class_keep_the_value_octets) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(i.set_value(5L), 0u);
+    ASSERT_EQ(write_frame(i).bytes, hex("02 01 05"));
+    ASSERT_EQ(i.is_encoding_valid(), 1);
+    i.set_tag(7);
+    EXPECT_EQ(i.is_encoding_valid(), 0);
+    i.set_class(2);
+    Written w = write_frame(i);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_EQ(w.bytes, hex("87 01 05"));
+    EXPECT_EQ(i.is_encoding_valid(), 1);
+    long out = 0;
+    EXPECT_EQ(i.get_value(out), 0u);
+    EXPECT_EQ(out, 5L);
+}
+
+TEST(QbAsnInteger, decoded_value_survives_set_tag) {
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(read_frame(i, hex("02 02 FF 7F")), 0u);
+    i.set_tag(3);
+    i.set_class(2);
+    EXPECT_EQ(write_frame(i).bytes, hex("83 02 FF 7F"));
+    i.set_optional(1);  // also an invalidation that leaves it present
+    EXPECT_EQ(write_frame(i).bytes, hex("83 02 FF 7F"));
+}
+
+TEST(QbAsnInteger, setters_invalidate_parent_encoding) {
+    qb_asn_sequence seq(security_off);
+    qb_asn_integer i(security_off);
+    ASSERT_EQ(seq.register_child(&i), 0u);
+    ASSERT_EQ(i.set_value(1L), 0u);
+    ASSERT_EQ(write_frame(seq).bytes, hex("30 03 02 01 01"));
+    ASSERT_EQ(seq.is_encoding_valid(), 1);
+
+    ASSERT_EQ(i.set_value(0x80L), 0u);
+    EXPECT_EQ(seq.is_encoding_valid(), 0);
+    EXPECT_EQ(write_frame(seq).bytes, hex("30 04 02 02 00 80"));
+
+    ASSERT_EQ(seq.is_encoding_valid(), 1);
+    const Bytes raw = hex("FF FF");
+    ASSERT_EQ(i.set_value(raw.data(), 2), 0u);
+    EXPECT_EQ(seq.is_encoding_valid(), 0);
+    EXPECT_EQ(write_frame(seq).bytes, hex("30 04 02 02 FF FF"));
+}
+
+TEST(QbAsnInteger, decode_inside_sequence) {
+    qb_asn_sequence seq(security_off);
+    qb_asn_integer a(security_off);
+    qb_asn_integer b(security_off);
+    seq.register_child(&a);
+    seq.register_child(&b);
+    ASSERT_EQ(read_frame(seq, hex("30 07 02 01 80 02 02 01 00")), 0u);
+    long out = 0;
+    EXPECT_EQ(a.get_value(out), 0u);
+    EXPECT_EQ(out, -128L);
+    EXPECT_EQ(b.get_value(out), 0u);
+    EXPECT_EQ(out, 256L);
+    EXPECT_EQ(write_frame(seq).bytes, hex("30 07 02 01 80 02 02 01 00"));
+}
+
+// ---------------------------------------------------------------- BOOLEAN
+
+TEST(QbAsnBoolean, constructor_settings) {
+    qb_asn_boolean b(security_off);
+    EXPECT_STREQ(b.get_type_name(), "BOOLEAN");
+    EXPECT_EQ(b.get_tag(), 1u);
+    EXPECT_EQ(b.get_class(), 0);
+    EXPECT_EQ(b.encoding_primitive_permitted(), 1);
+    EXPECT_EQ(b.encoding_constructed_permitted(), 0);
+    EXPECT_EQ(b.encoding_indefinite_permitted(), 0);
+    EXPECT_EQ(b.is_present(), 0);
+    EXPECT_EQ(b.is_defaultable(), 0);
+}
+
+TEST(QbAsnBoolean, refuses_constructed_and_indefinite_forms) {
+    qb_asn_boolean b(security_off);
+    unsigned int left = 0, consumed = 0;
+    EXPECT_EQ(read_frame(b, hex("21 03 01 01 FF"), left, consumed), 0x1065219Eu);
+    EXPECT_EQ(consumed, 0u);
+    EXPECT_EQ(read_frame(b, hex("01 80 FF 00 00"), left, consumed), 0x1065219Du);
+    EXPECT_EQ(consumed, 0u);
+    EXPECT_EQ(b.is_present(), 0);
+}
+
+TEST(QbAsnBoolean, decode_table) {
+    struct Case {
+        const char* name;
+        const char* frame;
+        unsigned int status;
+        int value;
+    } const cases[] = {
+        {"01 is TRUE", "01 01 01", 0x00000000, 1},
+        {"7F is TRUE", "01 01 7F", 0x00000000, 1},
+        {"FF is TRUE", "01 01 FF", 0x00000000, 1},
+        {"80 is TRUE", "01 01 80", 0x00000000, 1},
+        {"00 is FALSE", "01 01 00", 0x00000000, 0},
+        {"two octets", "01 02 FF FF", 0x1065219B, 0},
+        {"two zero octets", "01 02 00 00", 0x1065219B, 0},
+        {"empty content", "01 00", 0x1065219B, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qb_asn_boolean b(security_off);
+        b.set_value(1);  // a failed read leaves the object absent
+        Bytes frame = hex(c.frame);
+        frame.push_back(0xAA);
+        unsigned int left = 0, consumed = 0;
+        EXPECT_EQ(read_frame(b, frame, left, consumed), c.status);
+        if (c.status == 0) {
+            EXPECT_EQ(b.is_present(), 1);
+            EXPECT_EQ(left, 1u);
+            int out = 0x5A;
+            EXPECT_EQ(b.get_value(out), 0u);
+            EXPECT_EQ(out, c.value);
+        } else {
+            EXPECT_EQ(b.is_present(), 0);
+            EXPECT_EQ(consumed, 0u);
+            EXPECT_EQ(left, frame.size());
+            int out = 0x5A;
+            EXPECT_EQ(b.get_value(out), 0x106521A0u);
+            EXPECT_EQ(out, 0x5A);
+        }
+    }
+}
+
+TEST(QbAsnBoolean, decode_value_checks_length_before_consuming) {
+    qb_asn_boolean b(security_off);
+    b.set_value(1);
+    Bytes in = hex("FF FF");
+    qb_r_buffer_t r(in.data(), 2);
+    EXPECT_EQ(b.decode_value(r, 2), 0x1065219Bu);
+    EXPECT_EQ(r.remaining, 2u);
+    EXPECT_EQ(r.cursor, in.data());
+    EXPECT_EQ(b.is_present(), 0);  // invalidated before the check
+    EXPECT_EQ(b.decode_value(r, 1), 0u);
+    EXPECT_EQ(r.remaining, 1u);
+    EXPECT_EQ(b.is_present(), 1);
+}
+
+TEST(QbAsnBoolean, encode_table) {
+    struct Case {
+        const char* name;
+        int value;
+        const char* frame;
+        int read_back;
+    } const cases[] = {
+        {"TRUE", 1, "01 01 FF", 1},
+        {"FALSE", 0, "01 01 00", 0},
+        {"5 is TRUE", 5, "01 01 FF", 5},
+        {"-1 is TRUE", -1, "01 01 FF", -1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qb_asn_boolean b(security_off);
+        EXPECT_EQ(b.set_value(c.value), 0u);
+        EXPECT_EQ(b.is_present(), 1);
+        const Written w = write_frame(b);
+        EXPECT_EQ(w.rc, 0u);
+        EXPECT_EQ(w.bytes, hex(c.frame));
+        int out = 0x5A;
+        EXPECT_EQ(b.get_value(out), 0u);
+        EXPECT_EQ(out, c.read_back);  // stored as given
+    }
+}
+
+TEST(QbAsnBoolean, encode_value_appends_one_octet) {
+    qb_asn_boolean b(security_off);
+    b.set_value(3);
+    qb_buffer_t out(security_off);
+    out.append(static_cast<unsigned char>(0x11));
+    EXPECT_EQ(b.encode_value(out), 0u);
+    EXPECT_EQ(bytes_of(out.data, out.length()), hex("11 FF"));
+}
+
+TEST(QbAsnBoolean, get_value_absent_and_default) {
+    qb_asn_boolean b(security_off);
+    int out = 0x5A;
+    EXPECT_EQ(b.get_value(out), 0x106521A0u);
+    EXPECT_EQ(out, 0x5A);
+
+    b.set_tag(4);
+    b.set_class(2);
+    ASSERT_EQ(b.set_default_value(1), 0u);
+    EXPECT_EQ(b.is_defaultable(), 1);
+    auto* d = dynamic_cast<qb_asn_boolean*>(b.get_default_value());
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(d->get_tag(), 4u);
+    EXPECT_EQ(d->get_class(), 2);
+    EXPECT_EQ(d->get_parent(), &b);
+    EXPECT_EQ(b.get_value(out), 0u);
+    EXPECT_EQ(out, 1);
+
+    b.set_value(0);
+    EXPECT_EQ(b.get_value(out), 0u);
+    EXPECT_EQ(out, 0);
+}
+
+TEST(QbAsnBoolean, set_default_value_object_and_null) {
+    qb_asn_boolean b(security_off);
+    auto* d = new qb_asn_boolean(security_off);
+    d->set_value(0);
+    ASSERT_EQ(b.set_default_value(d), 0u);
+    EXPECT_EQ(b.get_default_value(), d);
+    int out = 0x5A;
+    EXPECT_EQ(b.get_value(out), 0u);
+    EXPECT_EQ(out, 0);
+    ASSERT_EQ(b.set_default_value(static_cast<qb_asn_object*>(nullptr)), 0u);
+    EXPECT_EQ(b.is_defaultable(), 0);
+    out = 0x5A;
+    EXPECT_EQ(b.get_value(out), 0x106521A0u);
+    EXPECT_EQ(out, 0x5A);
+}
+
+TEST(QbAsnBoolean, value_equal_to_default_is_not_written) {
+    qb_asn_boolean b(security_off);
+    ASSERT_EQ(b.set_default_value(1), 0u);
+    EXPECT_TRUE(write_frame(b).bytes.empty());
+    b.set_value(5);  // written as FF, the default's octet too
+    Written w = write_frame(b);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_TRUE(w.bytes.empty());
+    b.set_value(0);
+    w = write_frame(b);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_EQ(w.bytes, hex("01 01 00"));
+}
+
+TEST(QbAsnBoolean, set_value_invalidates_parent_encoding) {
+    qb_asn_sequence seq(security_off);
+    qb_asn_boolean b(security_off);
+    seq.register_child(&b);
+    b.set_value(0);
+    ASSERT_EQ(write_frame(seq).bytes, hex("30 03 01 01 00"));
+    ASSERT_EQ(seq.is_encoding_valid(), 1);
+    b.set_value(1);
+    EXPECT_EQ(seq.is_encoding_valid(), 0);
+    EXPECT_EQ(b.is_encoding_valid(), 0);
+    EXPECT_EQ(write_frame(seq).bytes, hex("30 03 01 01 FF"));
+}
+
+// ---------------------------------------------------------------- NULL
+
+TEST(QbAsnNull, constructor_settings) {
+    qb_asn_null n(security_off);
+    EXPECT_STREQ(n.get_type_name(), "NULL");
+    EXPECT_EQ(n.get_tag(), 5u);
+    EXPECT_EQ(n.get_class(), 0);
+    EXPECT_EQ(n.encoding_primitive_permitted(), 1);
+    EXPECT_EQ(n.encoding_constructed_permitted(), 0);
+    EXPECT_EQ(n.encoding_indefinite_permitted(), 0);
+    EXPECT_EQ(n.is_present(), 1);
+    EXPECT_EQ(n.is_valid(0), 1);
+}
+
+TEST(QbAsnNull, always_present_and_valid) {
+    qb_asn_null n(security_off);
+    n.empty();
+    EXPECT_EQ(n.is_present(), 1);
+    EXPECT_EQ(n.is_valid(0), 1);
+    n.invalidate_value(invalidate_full);
+    EXPECT_EQ(n.is_present(), 1);
+    EXPECT_EQ(n.is_valid(1), 1);
+    // A failed read does not make it absent either.
+    EXPECT_EQ(read_frame(n, hex("05 01 00")), 0x1065219Bu);
+    EXPECT_EQ(n.is_present(), 1);
+}
+
+TEST(QbAsnNull, writes_05_00) {
+    qb_asn_null n(security_off);
+    Written w = write_frame(n);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_EQ(w.bytes, hex("05 00"));
+    n.set_optional(1);  // optional yet present: still written
+    w = write_frame(n);
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_EQ(w.bytes, hex("05 00"));
+}
+
+TEST(QbAsnNull, decode_table) {
+    struct Case {
+        const char* name;
+        const char* frame;
+        unsigned int status;
+        unsigned int consumed;
+    } const cases[] = {
+        {"empty content", "05 00 AA", 0x00000000, 2},
+        {"one octet", "05 01 00 AA", 0x1065219B, 0},
+        {"two octets", "05 02 00 00 AA", 0x1065219B, 0},
+        {"constructed", "25 00 AA", 0x1065219E, 0},
+        {"other tag", "04 00 AA", 0x106521A4, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qb_asn_null n(security_off);
+        unsigned int left = 0, consumed = 0;
+        EXPECT_EQ(read_frame(n, hex(c.frame), left, consumed), c.status);
+        EXPECT_EQ(consumed, c.consumed);
+    }
+}
+
+TEST(QbAsnNull, decode_value_consumes_nothing) {
+    qb_asn_null n(security_off);
+    Bytes in = hex("00 AA");
+    qb_r_buffer_t r(in.data(), 2);
+    EXPECT_EQ(n.decode_value(r, 0), 0u);
+    EXPECT_EQ(r.remaining, 2u);
+    EXPECT_EQ(n.decode_value(r, 1), 0x1065219Bu);
+    EXPECT_EQ(r.remaining, 2u);
+    qb_buffer_t out(security_off);
+    EXPECT_EQ(n.encode_value(out), 0u);
+    EXPECT_EQ(out.length(), 0u);
+}
+
+TEST(QbAsnNull, inside_a_sequence) {
+    qb_asn_sequence seq(security_off);
+    qb_asn_integer i(security_off);
+    qb_asn_null n(security_off);
+    seq.register_child(&i);
+    seq.register_child(&n);
+    i.set_value(1L);
+    EXPECT_EQ(write_frame(seq).bytes, hex("30 05 02 01 01 05 00"));
+
+    qb_asn_sequence only(security_off);
+    qb_asn_null m(security_off);
+    only.register_child(&m);
+    EXPECT_EQ(only.is_present(), 1);
+    EXPECT_EQ(write_frame(only).bytes, hex("30 02 05 00"));
+    EXPECT_EQ(read_frame(only, hex("30 02 05 00")), 0u);
+    EXPECT_EQ(only.is_present(), 1);
+    unsigned int left = 0, consumed = 0;
+    EXPECT_EQ(read_frame(only, hex("30 03 05 01 00"), left, consumed), 0x1065219Bu);
+    EXPECT_EQ(consumed, 0u);
+}
