@@ -893,6 +893,243 @@ unsigned int qb_asn_sequence::encode_value(qb_buffer_t& out) const {
     return 0;
 }
 
+// ---- qb_asn_choice ----
+
+qb_asn_choice::qb_asn_choice(security_t s) : qb_asn_composite(s), selected_index(-1) {
+    set_type_name("CHOICE");
+    // A choice starts absent: only a selected valid alternative makes it present.
+    present = 0;
+}
+
+qb_asn_choice::~qb_asn_choice() = default;
+
+unsigned int qb_asn_choice::decode_value(qb_r_buffer_t&, unsigned int) {
+    throw qb_asn_unsupportederror(kFile, __LINE__, "Error: asn_choice::decode_value called");
+}
+
+unsigned int qb_asn_choice::encode_value(qb_buffer_t&) const {
+    throw qb_asn_unsupportederror(kFile, __LINE__, "Error: asn_choice::encode_value called");
+}
+
+namespace {
+// The selected alternative of a choice, or null when none is selected.
+qb_asn_object* selected_alternative(const qb_asn_choice& c) {
+    return c.selected_index >= 0 ? c.get_child(static_cast<unsigned int>(c.selected_index)) : nullptr;
+}
+}  // namespace
+
+void qb_asn_choice::check_valid(int arg) {
+    qb_asn_object* alt = selected_alternative(*this);
+    if (alt == nullptr) return;
+    if (alt->is_valid(arg)) {
+        if (!is_present()) set_value_valid();
+    } else if (is_present()) {
+        invalidate_value(invalidate_upward);
+    }
+}
+
+int qb_asn_choice::is_polymorphic() const { return 1; }
+
+void qb_asn_choice::set_tag(unsigned int) { throw "Attempt to change tag of ASN.1 CHOICE object"; }
+
+void qb_asn_choice::set_tag_unchecked(unsigned int t) { qb_asn_object::set_tag(t); }
+
+unsigned int qb_asn_choice::normalize() {
+    qb_asn_object* alt = selected_alternative(*this);
+    return alt != nullptr ? alt->normalize() : 0;
+}
+
+int qb_asn_choice::is_encoding_valid() const {
+    const qb_asn_object* alt = selected_alternative(*this);
+    return alt != nullptr ? alt->is_encoding_valid() : 0;
+}
+
+unsigned int qb_asn_choice::select(int i) {
+    if (i < 0 || static_cast<unsigned int>(i) >= count) return kChoiceRange;
+    if (i == selected_index) return 0;
+    selected_index = i;
+    invalidate_encoding();
+    check_valid(1);
+    return 0;
+}
+
+unsigned int qb_asn_choice::asnread(qb_r_buffer_t& r) {
+    if (preread != nullptr) preread(this, r);
+    selected_index = -1;
+    invalidate_value(invalidate_full);
+    unsigned int result = kTagMismatch;
+    for (unsigned int i = 0; i < count; ++i) {
+        if (children[i] == nullptr) continue;
+        if (children[i]->asnread(r) == 0) {
+            selected_index = static_cast<int>(i);
+            set_value_valid();
+            result = 0;
+            break;
+        }
+    }
+    if (result != 0 && (is_optional() || is_defaultable())) result = 0;
+    if (postread != nullptr) postread(this, r, static_cast<int>(result));
+    return result;
+}
+
+unsigned int qb_asn_choice::asnwrite(qb_buffer_t& out) const {
+    if (is_optional() && !is_present()) return 0;
+    if (is_defaultable() && is_default_value()) return 0;
+    const qb_asn_object* alt = selected_alternative(*this);
+    if (alt == nullptr) return kChoiceUnselected;
+    return alt->asnwrite(out);
+}
+
+int qb_asn_choice::check_encode_flags(int e) const {
+    if (e != is_encoding_valid()) return 0;
+    return check_encode_flags();
+}
+
+int qb_asn_choice::check_encode_flags() const {
+    if (!is_encoding_valid()) return 1;
+    const qb_asn_object* alt = selected_alternative(*this);
+    if (alt == nullptr) return 0;
+    return alt->check_encode_flags(1) != 0;
+}
+
+unsigned int qb_asn_choice::display_state_flags(qb_buffer_t& out, int indent) const {
+    qb_asn_object::display_state_flags(out, indent);
+    for (unsigned int i = 0; i < count; ++i) {
+        if (children[i] == nullptr) continue;
+        if (static_cast<int>(i) == selected_index && indent >= 0) {
+            for (int k = 0; k < indent + 1; ++k) out.append(static_cast<unsigned char>(' '));
+            out.append("SELECTED:\n");
+        }
+        children[i]->display_state_flags(out, indent + 2);
+    }
+    return 0;
+}
+
+// ---- qb_asn_any ----
+
+qb_asn_any::qb_asn_any(security_t s)
+    : qb_asn_object(s), raw(0), raw_value(s), syntax(nullptr), preparse(nullptr), preencode(nullptr) {
+    set_type_name("ANY");
+    primitive_permitted = 1;
+    constructed_permitted = 1;
+    indefinite_permitted = 0;
+}
+
+qb_asn_any::~qb_asn_any() = default;
+
+unsigned int qb_asn_any::decode_value(qb_r_buffer_t& r, unsigned int length) {
+    if (syntax != nullptr) return kAnyHasSyntax;
+    if (length > r.remaining) return kInputExhausted;
+    invalidate_value(invalidate_full);
+    raw_value.clear();
+    raw_value.append(r.cursor, length);
+    advance(r, length);
+    return 0;
+}
+
+unsigned int qb_asn_any::encode_value(qb_buffer_t& out) const {
+    if (syntax != nullptr) return kAnyHasSyntax;
+    return out.append(raw_value);
+}
+
+void qb_asn_any::check_valid(int) {
+    if (syntax == nullptr) return;
+    // Deliberate: the sense of both tests is the opposite of the choice's rule.
+    if (syntax->is_valid(0)) {
+        if (is_present()) invalidate_value(invalidate_full);
+    } else if (!is_present()) {
+        set_value_valid();
+    }
+}
+
+void qb_asn_any::invalidate_value(invalidate_t kind) {
+    raw = 0;
+    qb_asn_object::invalidate_value(kind);
+}
+
+int qb_asn_any::check_type(unsigned int, int) const { return 1; }
+
+void qb_asn_any::set_secure(security_t s) {
+    qb_asn_object::set_secure(s);
+    raw_value.security = s;
+    if (security == security_on && syntax != nullptr) syntax->set_secure(security_on);
+}
+
+unsigned int qb_asn_any::set_syntax(qb_asn_object* obj) {
+    if (obj == nullptr) return kNoSuchElement;
+    if (syntax != nullptr) {
+        syntax->set_parent(nullptr);
+        syntax->invalidate_value(invalidate_full);
+    }
+    syntax = obj;
+    obj->set_parent(this);
+    check_valid(0);
+    if (security == security_on) obj->set_secure(security_on);
+    return 0;
+}
+
+unsigned int qb_asn_any::get_value(unsigned char*& p, unsigned int& n) const {
+    if (syntax != nullptr) return kAnyHasSyntax;
+    if (!is_present() && !is_defaultable()) return kValueAbsent;
+    p = raw_value.data;
+    n = raw_value.length();
+    return 0;
+}
+
+unsigned int qb_asn_any::set_value(const unsigned char* p, unsigned int n) {
+    if (syntax != nullptr) return kAnyHasSyntax;
+    if (p == nullptr && n != 0) return kNoSuchElement;
+    invalidate_encoding();
+    raw_value.clear();
+    raw_value.append(p, n);
+    set_value_valid();
+    return 0;
+}
+
+unsigned int qb_asn_any::asnread(qb_r_buffer_t& r) {
+    if (preread != nullptr) preread(this, r);
+    if (preparse != nullptr) {
+        const int rc = preparse(this);
+        if (rc != 0) return static_cast<unsigned int>(rc);
+    }
+    unsigned int result;
+    if (syntax != nullptr) {
+        result = syntax->asnread(r);
+    } else {
+        // Deliberate: the base reader calls the preread and postread hooks again.
+        result = qb_asn_object::asnread(r);
+        if (result == 0) generate_constructed = constructed;  // written back in the form read
+    }
+    if (postread != nullptr) postread(this, r, static_cast<int>(result));
+    return result;
+}
+
+unsigned int qb_asn_any::asnwrite(qb_buffer_t& out) const {
+    if (preencode != nullptr) {
+        const int rc = preencode(const_cast<qb_asn_any*>(this));
+        if (rc != 0) return static_cast<unsigned int>(rc);
+    }
+    if (syntax != nullptr) return syntax->asnwrite(out);
+    return qb_asn_object::asnwrite(out);
+}
+
+// ---- qb_asn_nothing ----
+
+qb_asn_nothing::qb_asn_nothing(security_t s) : qb_asn_primitive(s) { set_type_name("NOTHING"); }
+qb_asn_nothing::~qb_asn_nothing() = default;
+unsigned int qb_asn_nothing::decode_value(qb_r_buffer_t&, unsigned int) { return 0; }
+unsigned int qb_asn_nothing::encode_value(qb_buffer_t&) const { return 0; }
+int qb_asn_nothing::is_valid(int) const { return 1; }
+int qb_asn_nothing::is_present() const { return 1; }
+unsigned int qb_asn_nothing::asnread(qb_r_buffer_t&) { return 0; }
+unsigned int qb_asn_nothing::asnwrite(qb_buffer_t&) const { return 0; }
+
+// ---- qb_asn_sequenceof<T> support ----
+
+void qb::detail::throw_sequenceof_oom(int line) {
+    throw qb_asn_memexception(kFile, line, "Out of memory in asn_sequenceof:decode_value");
+}
+
 // ---- qb_asn_integer ----
 
 qb_asn_integer::qb_asn_integer(security_t s)

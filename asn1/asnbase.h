@@ -26,6 +26,7 @@
 #define QBASN_ASNBASE_H
 
 #include <cstddef>
+#include <new>
 
 #include "asn1/qbasn_export.h"
 
@@ -352,6 +353,92 @@ public:
     ~qb_asn_sequence() override;
 };
 
+// ---- qb_asn_choice / qb_asn_any / qb_asn_nothing ----
+
+// qb_asn_choice: an untagged CHOICE. Its children are the alternatives; at
+// most one is selected (-1: none). It has no frame of its own: reading tries
+// the alternatives in registration order, writing writes the selected one's frame.
+class QBASN_API qb_asn_choice : public qb_asn_composite {
+public:
+    int selected_index;
+
+    explicit qb_asn_choice(security_t s);
+    ~qb_asn_choice() override;
+
+    // decode_value/encode_value are never legitimately called on a choice:
+    // both throw qb_asn_unsupportederror (0x10652197).
+    unsigned int decode_value(qb_r_buffer_t& r, unsigned int length) override;
+    unsigned int encode_value(qb_buffer_t& out) const override;
+    void check_valid(int arg) override;
+    int is_polymorphic() const override;
+    // set_tag: always throws the bare text "Attempt to change tag of ASN.1 CHOICE object".
+    void set_tag(unsigned int t) override;
+    unsigned int normalize() override;
+    int is_encoding_valid() const override;
+    unsigned int asnread(qb_r_buffer_t& r) override;
+    unsigned int asnwrite(qb_buffer_t& out) const override;
+    int check_encode_flags(int e) const override;
+    int check_encode_flags() const override;
+    unsigned int display_state_flags(qb_buffer_t& out, int indent) const override;
+    virtual void set_tag_unchecked(unsigned int t);
+
+    // select: 0x106521A7 when i is not an alternative's index.
+    unsigned int select(int i);
+    int selected() const { return selected_index; }
+};
+
+class qb_asn_any;
+typedef int (*qb_asn_anyhook_t)(qb_asn_any*);
+
+// qb_asn_any: an ANY. Without a syntax object it keeps the content octets of
+// whatever frame it read (any identifier) and writes the frame back in the
+// form it was read; with one attached (not owned), reading and writing are
+// handed to it and the raw accessors refuse with 0x106521A9.
+class QBASN_API qb_asn_any : public qb_asn_object {
+public:
+    int raw;  // cleared by every invalidate_value; nothing reads it
+    qb_buffer_t raw_value;
+    qb_asn_object* syntax;
+    qb_asn_anyhook_t preparse;
+    qb_asn_anyhook_t preencode;
+
+    explicit qb_asn_any(security_t s);
+    ~qb_asn_any() override;
+
+    unsigned int decode_value(qb_r_buffer_t& r, unsigned int length) override;
+    unsigned int encode_value(qb_buffer_t& out) const override;
+    void check_valid(int arg) override;
+    void invalidate_value(invalidate_t kind) override;
+    int check_type(unsigned int t, int cls) const override;  // accepts every identifier
+    void set_secure(security_t s) override;
+    // asnread: Deliberate: on the raw path the preread and postread hooks run twice.
+    unsigned int asnread(qb_r_buffer_t& r) override;
+    unsigned int asnwrite(qb_buffer_t& out) const override;
+
+    // set_syntax: attach obj (not null; 0x1065219C otherwise); a previous
+    // syntax object is detached and invalidated, not deleted.
+    unsigned int set_syntax(qb_asn_object* obj);
+    unsigned int set_preparse(qb_asn_anyhook_t f) { preparse = f; return 0; }
+    unsigned int set_preencode(qb_asn_anyhook_t f) { preencode = f; return 0; }
+    // get_value: points into the object's own storage; do not free.
+    unsigned int get_value(unsigned char*& p, unsigned int& n) const;
+    unsigned int set_value(const unsigned char* p, unsigned int n);
+};
+
+// qb_asn_nothing: a placeholder that is always present and valid and reads
+// and writes nothing.
+class QBASN_API qb_asn_nothing : public qb_asn_primitive {
+public:
+    explicit qb_asn_nothing(security_t s);
+    ~qb_asn_nothing() override;
+    unsigned int decode_value(qb_r_buffer_t& r, unsigned int length) override;
+    unsigned int encode_value(qb_buffer_t& out) const override;
+    int is_valid(int arg) const override;
+    int is_present() const override;
+    unsigned int asnread(qb_r_buffer_t& r) override;
+    unsigned int asnwrite(qb_buffer_t& out) const override;
+};
+
 // ---- qb_asn_integer / qb_asn_boolean / qb_asn_null ----
 
 // qb_asn_integer: INTEGER (tag 2). The content octets are the cache; `value`
@@ -543,6 +630,205 @@ public:
     unsigned int get_value(unsigned char& c) const;
     unsigned int set_default_value(qb_asn_object* d) override;
     virtual unsigned int set_default_value();  // the one-octet value 00
+};
+
+// ---- qb_asn_sequenceof<T> / qb_asn_arrayof<T> ----
+
+namespace qb::detail {
+// Throws qb_asn_memexception from the template code below (defined in the library).
+[[noreturn]] QBASN_API void throw_sequenceof_oom(int line);
+}  // namespace qb::detail
+
+// qb_asn_sequenceof<T>: SEQUENCE OF T. Owns its elements (the composite's
+// children), each created with `new` and T(security_t). T is any class
+// derived from qb_asn_object with a security_t constructor.
+template <class T>
+class qb_asn_sequenceof : public qb_asn_sequence {
+public:
+    explicit qb_asn_sequenceof(security_t s) : qb_asn_sequence(s) { set_type_name("SEQUENCEOF"); }
+    ~qb_asn_sequenceof() override { delete_elements(); }
+
+    // decode_value: discards every old element, then reads elements until the
+    // content ends. A failing element ends the read with its code; the
+    // elements read before it stay in the list.
+    unsigned int decode_value(qb_r_buffer_t& r, unsigned int length) override {
+        const bool definite = !is_indefinite_length();
+        if (definite && length > r.remaining) return 0x10652198;
+        qb_r_buffer_t sub = r;
+        empty();
+        if (definite) sub.remaining = length;
+        for (;;) {
+            if (definite ? sub.remaining == 0 : check_EOC(sub)) break;
+            T* element = new (std::nothrow) T(security);
+            if (element == nullptr) qb::detail::throw_sequenceof_oom(__LINE__);
+            const unsigned int before = sub.remaining;
+            unsigned int rc = element->asnread(sub);
+            // An element that reads nothing would repeat forever: malformed.
+            if (rc == 0 && sub.remaining == before) rc = 0x1065219B;
+            if (rc != 0) {
+                delete element;
+                return rc;
+            }
+            try {
+                register_child(element);
+            } catch (...) {
+                delete element;
+                throw;
+            }
+        }
+        if (definite) {
+            r.cursor = sub.cursor;
+            r.remaining -= length;
+        } else {
+            r.cursor = sub.cursor;
+            r.remaining = sub.remaining;
+        }
+        return 0;
+    }
+
+    void check_valid(int) override {
+        if (count == 0 && !empty_permitted) {
+            invalidate_value(invalidate_upward);
+            return;
+        }
+        if (is_present() && (parent == nullptr || parent->is_present())) return;
+        set_value_valid();
+    }
+
+    // emptyi: deletes every element; the list is left with none.
+    unsigned int emptyi() override {
+        delete_elements();
+        invalidate_encoding();
+        return 0;
+    }
+
+    // set_optional: an optional list with no elements is absent (left out).
+    unsigned int set_optional(int v) override {
+        if (v) set_empty_permitted(0);
+        return qb_asn_object::set_optional(v);
+    }
+
+    // delete_child: 0x1065219C when there is no element i. Presence is not re-derived.
+    virtual unsigned int delete_child(unsigned int i) {
+        if (i >= count) return 0x1065219C;
+        qb_asn_object* victim = children[i];
+        for (unsigned int k = i; k + 1 < count; ++k) children[k] = children[k + 1];
+        delete victim;
+        children[count - 1] = nullptr;
+        count -= 1;
+        invalidate_encoding();
+        return 0;
+    }
+
+    // add_child: a new element appended to the list, or null when it could
+    // not be created or registered. The list owns it; the caller fills it.
+    virtual T* add_child() { return add(false); }
+
+    // add_child_before: the same, inserted first. Deliberate: into a full
+    // array the new element overwrites the first slot (the composite's front
+    // insertion rule); the overwritten element is deleted, so nothing leaks.
+    virtual T* add_child_before() { return add(true); }
+
+    T* get_element(unsigned int i) const { return static_cast<T*>(get_child(i)); }
+
+private:
+    T* add(bool front) {
+        T* element = new (std::nothrow) T(security);
+        if (element == nullptr) return nullptr;
+        qb_asn_object* overwritten = (front && count != 0 && count == capacity) ? children[0] : nullptr;
+        try {
+            if (front)
+                register_child_before(element);
+            else
+                register_child(element);
+        } catch (const qb_asn_memexception&) {
+            delete element;
+            return nullptr;
+        }
+        delete overwritten;
+        return element;
+    }
+
+    void delete_elements() {
+        for (unsigned int i = 0; i < count; ++i) {
+            delete children[i];
+            children[i] = nullptr;
+        }
+        count = 0;
+    }
+};
+
+// qb_asn_arrayof<T>: an array with holes, on the wire a SEQUENCE OF a CHOICE
+// of NULL (an empty slot) and T. Almost every operation is the list's.
+template <class T>
+class qb_asn_arrayof : public qb_asn_composite {
+public:
+    // cherce: one slot; alternative 0 is NULL (empty), 1 is the T.
+    class cherce : public qb_asn_choice {
+    public:
+        qb_asn_null null_value;
+        T value;
+        explicit cherce(security_t s) : qb_asn_choice(s), null_value(s), value(s) {
+            null_value.present = 1;
+            register_child(&null_value);
+            register_child(&value);
+            set_type_name("CHOICE");
+        }
+        ~cherce() override = default;
+    };
+
+    qb_asn_sequenceof<cherce> list;
+
+    explicit qb_asn_arrayof(security_t s) : qb_asn_composite(s), list(s) {
+        set_type_name("SARRAYOF");
+        register_child(&list);
+    }
+    ~qb_asn_arrayof() override = default;
+
+    unsigned int decode_value(qb_r_buffer_t& r, unsigned int length) override { return list.decode_value(r, length); }
+    unsigned int encode_value(qb_buffer_t& out) const override { return list.encode_value(out); }
+    unsigned int get_child_count() const override { return list.get_child_count(); }
+    int encoding_primitive_permitted() const override { return list.encoding_primitive_permitted(); }
+    int encoding_constructed_permitted() const override { return list.encoding_constructed_permitted(); }
+    int encoding_indefinite_permitted() const override { return list.encoding_indefinite_permitted(); }
+    int is_constructed() const override { return list.is_constructed(); }
+    int is_indefinite_length() const override { return list.is_indefinite_length(); }
+    int should_generate_constructed() const override { return list.should_generate_constructed(); }
+    // set_tag: an array-of has no tag of its own; always throws the bare text.
+    void set_tag(unsigned int) override { throw "Attempt to change tag of ASN.1 CHOICE object"; }
+    int is_optional() const override { return list.is_optional(); }
+    int is_defaultable() const override { return list.is_defaultable(); }
+    int is_encoding_valid() const override { return list.is_encoding_valid(); }
+    qb_asn_object* get_default_value() const override { return list.get_default_value(); }
+    int is_default_value() const override { return list.is_default_value(); }
+    int is_present() const override { return list.is_present(); }
+    unsigned int asnread(qb_r_buffer_t& r) override { return list.asnread(r); }
+    unsigned int asnwrite(qb_buffer_t& out) const override { return list.asnwrite(out); }
+    unsigned int set_optional(int v) override {
+        qb_asn_object::set_optional(v);
+        if (v) list.set_empty_permitted(0);
+        return list.set_optional(v);
+    }
+    unsigned int set_empty_permitted(int v) override {
+        qb_asn_composite::set_empty_permitted(v);
+        return list.set_empty_permitted(v);
+    }
+    int check_encode_flags(int e) const override { return list.check_encode_flags(e); }
+    int check_encode_flags() const override { return list.check_encode_flags(); }
+
+    // Slot helpers: append a slot that is empty (NULL) or holds a T to fill.
+    cherce* add_empty_slot() {
+        cherce* slot = list.add_child();
+        if (slot != nullptr) slot->select(0);
+        return slot;
+    }
+    T* add_filled_slot() {
+        cherce* slot = list.add_child();
+        if (slot == nullptr) return nullptr;
+        slot->select(1);
+        return &slot->value;
+    }
+    cherce* get_slot(unsigned int i) const { return list.get_element(i); }
 };
 
 #endif
