@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "asn1/asn1.h"
@@ -427,14 +428,16 @@ int qb_asn_object::is_indefinite_length() const { return indefinite; }
 int qb_asn_object::is_polymorphic() const { return 0; }
 int qb_asn_object::should_generate_constructed() const { return generate_constructed; }
 
-void qb_asn_object::set_class(int c) {
+unsigned int qb_asn_object::set_class(int c) {
     asn_class = c;
     if (encoding_valid) invalidate_encoding();
+    return 0;
 }
 
-void qb_asn_object::set_tag(unsigned int t) {
+unsigned int qb_asn_object::set_tag(unsigned int t) {
     tag = t;
     if (encoding_valid) invalidate_encoding();
+    return 0;
 }
 
 unsigned int qb_asn_object::display(qb_buffer_t& out) const {
@@ -930,9 +933,9 @@ void qb_asn_choice::check_valid(int arg) {
 
 int qb_asn_choice::is_polymorphic() const { return 1; }
 
-void qb_asn_choice::set_tag(unsigned int) { throw "Attempt to change tag of ASN.1 CHOICE object"; }
+unsigned int qb_asn_choice::set_tag(unsigned int) { throw "Attempt to change tag of ASN.1 CHOICE object"; }
 
-void qb_asn_choice::set_tag_unchecked(unsigned int t) { qb_asn_object::set_tag(t); }
+unsigned int qb_asn_choice::set_tag_unchecked(unsigned int t) { return qb_asn_object::set_tag(t); }
 
 unsigned int qb_asn_choice::normalize() {
     qb_asn_object* alt = selected_alternative(*this);
@@ -1229,21 +1232,23 @@ unsigned int qb_asn_integer::get_value(unsigned char*& bytes, unsigned int& len)
 }
 
 unsigned int qb_asn_integer::set_default_value(long v) {
-    auto* d = new (std::nothrow) qb_asn_integer(security_off);
+    // Held until installed, so a failing set_value below cannot leak it.
+    std::unique_ptr<qb_asn_integer> d(new (std::nothrow) qb_asn_integer(security_off));
     if (d == nullptr) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
     d->set_tag(tag);
     d->set_class(asn_class);
     d->set_value(v);
-    return qb_asn_object::set_default_value(d);
+    return qb_asn_object::set_default_value(d.release());
 }
 
 unsigned int qb_asn_integer::set_default_value(const unsigned char* bytes, unsigned int len) {
-    auto* d = new (std::nothrow) qb_asn_integer(security_off);
+    // Held until installed, so a failing set_value below cannot leak it.
+    std::unique_ptr<qb_asn_integer> d(new (std::nothrow) qb_asn_integer(security_off));
     if (d == nullptr) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
     d->set_tag(tag);
     d->set_class(asn_class);
     d->set_value(bytes, len);
-    return qb_asn_object::set_default_value(d);
+    return qb_asn_object::set_default_value(d.release());
 }
 
 void qb_asn_integer::update_int_val() {
@@ -1311,12 +1316,13 @@ unsigned int qb_asn_boolean::get_value(int& out) const {
 }
 
 unsigned int qb_asn_boolean::set_default_value(int v) {
-    auto* d = new (std::nothrow) qb_asn_boolean(security_off);
+    // Held until installed, so a failing set_value below cannot leak it.
+    std::unique_ptr<qb_asn_boolean> d(new (std::nothrow) qb_asn_boolean(security_off));
     if (d == nullptr) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
     d->set_tag(tag);
     d->set_class(asn_class);
     d->set_value(v);
-    return qb_asn_object::set_default_value(d);
+    return qb_asn_object::set_default_value(d.release());
 }
 
 // ---- qb_asn_null ----
@@ -1422,12 +1428,13 @@ unsigned int qb_asn_octetstring::get_value(unsigned char*& p, unsigned int& len)
 }
 
 unsigned int qb_asn_octetstring::set_default_value(const unsigned char* p, unsigned int len) {
-    auto* d = new (std::nothrow) qb_asn_octetstring(security_off);
+    // Held until installed, so a failing set_value below cannot leak it.
+    std::unique_ptr<qb_asn_octetstring> d(new (std::nothrow) qb_asn_octetstring(security_off));
     if (d == nullptr) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
     d->set_tag(tag);
     d->set_class(asn_class);
     d->set_value(p, len);
-    return qb_asn_object::set_default_value(d);
+    return qb_asn_object::set_default_value(d.release());
 }
 
 // ---- qb_asn_bitstring ----
@@ -1543,12 +1550,13 @@ unsigned int qb_asn_bitstring::set_default_value(qb_asn_object* d) {
 }
 
 unsigned int qb_asn_bitstring::set_default_value(const unsigned char* p, unsigned int nbits) {
-    auto* d = new (std::nothrow) qb_asn_bitstring(security_off);
+    // Held until installed, so a failing set_value below cannot leak it.
+    std::unique_ptr<qb_asn_bitstring> d(new (std::nothrow) qb_asn_bitstring(security_off));
     if (d == nullptr) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
     d->set_tag(tag);
     d->set_class(asn_class);
     d->set_value(p, nbits);
-    return qb_asn_object::set_default_value(d);
+    return qb_asn_object::set_default_value(d.release());
 }
 
 void qb_asn_bitstring::set_secure(security_t s) {
@@ -1646,9 +1654,10 @@ unsigned int qb_asnbase::set_default_value(qb_asn_object* d) {
 }
 
 unsigned int qb_asnbase::set_default_value() {
-    auto* d = new (std::nothrow) qb_asnbase(security_off);
+    // Held until installed, so a failing set_value below cannot leak it.
+    std::unique_ptr<qb_asnbase> d(new (std::nothrow) qb_asnbase(security_off));
     if (d == nullptr) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
-    return qb_asn_object::set_default_value(d);
+    return qb_asn_object::set_default_value(d.release());
 }
 
 namespace {

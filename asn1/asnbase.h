@@ -252,8 +252,8 @@ public:
     virtual int is_indefinite_length() const;
     virtual int is_polymorphic() const;
     virtual int should_generate_constructed() const;
-    virtual void set_class(int c);
-    virtual void set_tag(unsigned int t);
+    virtual unsigned int set_class(int c);
+    virtual unsigned int set_tag(unsigned int t);
     virtual unsigned int display(qb_buffer_t& out) const;
     virtual unsigned int empty();
     virtual unsigned int normalize();
@@ -372,7 +372,7 @@ public:
     void check_valid(int arg) override;
     int is_polymorphic() const override;
     // set_tag: always throws the bare text "Attempt to change tag of ASN.1 CHOICE object".
-    void set_tag(unsigned int t) override;
+    unsigned int set_tag(unsigned int t) override;
     unsigned int normalize() override;
     int is_encoding_valid() const override;
     unsigned int asnread(qb_r_buffer_t& r) override;
@@ -380,7 +380,7 @@ public:
     int check_encode_flags(int e) const override;
     int check_encode_flags() const override;
     unsigned int display_state_flags(qb_buffer_t& out, int indent) const override;
-    virtual void set_tag_unchecked(unsigned int t);
+    virtual unsigned int set_tag_unchecked(unsigned int t);
 
     // select: 0x106521A7 when i is not an alternative's index.
     unsigned int select(int i);
@@ -795,7 +795,7 @@ public:
     int is_indefinite_length() const override { return list.is_indefinite_length(); }
     int should_generate_constructed() const override { return list.should_generate_constructed(); }
     // set_tag: an array-of has no tag of its own; always throws the bare text.
-    void set_tag(unsigned int) override { throw "Attempt to change tag of ASN.1 CHOICE object"; }
+    unsigned int set_tag(unsigned int) override { throw "Attempt to change tag of ASN.1 CHOICE object"; }
     int is_optional() const override { return list.is_optional(); }
     int is_defaultable() const override { return list.is_defaultable(); }
     int is_encoding_valid() const override { return list.is_encoding_valid(); }

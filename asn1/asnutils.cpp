@@ -41,6 +41,7 @@ unsigned int qb_get_strvalue(const qb_asn_octetstring& o, unsigned char*& s) {
 }
 
 unsigned int qb_get_strvalue(const qb_asn_octetstring& o, char*& s) {
+    s = nullptr;
     unsigned char* u = nullptr;
     unsigned int rc = qb_get_strvalue(o, u);
     s = reinterpret_cast<char*>(u);
