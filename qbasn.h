@@ -4,6 +4,7 @@
 
 #include "asn1/asnbase.h"
 #include "asn1/asn1.h"
+#include "asn1/asnstrng.h"
 #include "asn1/asnutils.h"
 
 #endif

@@ -485,6 +485,52 @@ void qb_asn_object::set_secure(security_t s) {
     encoding.security = s;
 }
 
+namespace {
+
+// What read_header found: a status, or (status 0) either an absent element or
+// the content length of a frame ready to decode.
+struct header_result {
+    unsigned int status;
+    bool absent;
+    unsigned int length;
+};
+
+// Steps of asnread before the content: identifier, form, length. Kept out of
+// asnread (and out of line) so the frames that recurse through nested content
+// stay small. On every failure the view is back where it was.
+[[gnu::noinline]] header_result read_header(qb_asn_object& o, qb_r_buffer_t& r) {
+    unsigned char* const cursor0 = r.cursor;
+    const unsigned int remaining0 = r.remaining;
+    const bool may_be_absent = o.is_optional() || o.is_defaultable();
+    auto fail = [&](unsigned int rc, bool absent_ok) {
+        r.cursor = cursor0;
+        r.remaining = remaining0;
+        if (absent_ok && may_be_absent) return header_result{0, true, 0};
+        return header_result{rc, false, 0};
+    };
+    unsigned int t = 0;
+    int cons = 0;
+    int cls = 0;
+    unsigned int rc = read_identifier(r, t, cons, cls);
+    if (rc != 0) return fail(rc, true);
+    if (!o.check_type(t, cls)) return fail(kTagMismatch, true);
+    o.set_tag(t);  // a no-op for ordinary objects; how a CHOICE or ANY takes on what it read
+    o.set_class(cls);
+    o.constructed = cons;
+    if (cons && !o.encoding_constructed_permitted()) return fail(kConstructedForbidden, false);
+    if (!cons && !o.encoding_primitive_permitted()) return fail(kPrimitiveForbidden, false);
+    unsigned int definite = 0;
+    unsigned int length = 0;
+    rc = qbAsnGetLength(&r.cursor, &r.remaining, &definite, &length);
+    if (rc != 0) return fail(rc, false);
+    o.indefinite = definite ? 0 : 1;
+    if (o.indefinite && !o.encoding_indefinite_permitted()) return fail(kIndefiniteForbidden, false);
+    if (length > r.remaining) return fail(kInputExhausted, false);
+    return header_result{0, false, length};
+}
+
+}  // namespace
+
 unsigned int qb_asn_object::asnread(qb_r_buffer_t& r) {
     unsigned char* const cursor0 = r.cursor;
     const unsigned int remaining0 = r.remaining;
@@ -493,82 +539,36 @@ unsigned int qb_asn_object::asnread(qb_r_buffer_t& r) {
     constructed = 0;
     if (preread != nullptr) preread(this, r);
 
-    unsigned int result = 0;
-    auto restore = [&] {
+    unsigned int result;
+    const header_result header = read_header(*this, r);
+    if (header.status != 0 || header.absent) {
+        result = header.status;
+    } else if (t_read_depth >= QBASN_MAX_NESTING) {
+        // Bounded nesting: a frame deeper than QBASN_MAX_NESTING is malformed.
+        invalidate_value(invalidate_full);
         r.cursor = cursor0;
         r.remaining = remaining0;
-    };
-    auto finish = [&](unsigned int rc) {
-        if (postread != nullptr) postread(this, r, static_cast<int>(rc));
-        return rc;
-    };
-    const bool may_be_absent = is_optional() || is_defaultable();
-
-    unsigned int t = 0;
-    int cons = 0;
-    int cls = 0;
-    result = read_identifier(r, t, cons, cls);
-    if (result != 0) {
-        restore();
-        return finish(may_be_absent ? 0 : result);
-    }
-    if (!check_type(t, cls)) {
-        restore();
-        return finish(may_be_absent ? 0 : kTagMismatch);
-    }
-    set_tag(t);
-    set_class(cls);
-    constructed = cons;
-    if (cons && !encoding_constructed_permitted()) {
-        restore();
-        return finish(kConstructedForbidden);
-    }
-    if (!cons && !encoding_primitive_permitted()) {
-        restore();
-        return finish(kPrimitiveForbidden);
-    }
-
-    unsigned int definite = 0;
-    unsigned int length = 0;
-    result = qbAsnGetLength(&r.cursor, &r.remaining, &definite, &length);
-    if (result != 0) {
-        restore();
-        return finish(result);
-    }
-    indefinite = definite ? 0 : 1;
-    if (indefinite && !encoding_indefinite_permitted()) {
-        restore();
-        return finish(kIndefiniteForbidden);
-    }
-    if (length > r.remaining) {
-        restore();
-        return finish(kInputExhausted);
-    }
-    // Bounded nesting: a frame deeper than QBASN_MAX_NESTING is malformed.
-    if (t_read_depth >= QBASN_MAX_NESTING) {
-        invalidate_value(invalidate_full);
-        restore();
-        return finish(kMalformed);
-    }
-    {
-        DepthGuard depth;
-        result = decode_value(r, length);
-    }
-    if (result != 0) {
-        invalidate_value(invalidate_full);
-        restore();
-        return finish(result);
-    }
-    if (indefinite) {
-        if (!check_EOC(r)) {
+        result = kMalformed;
+    } else {
+        {
+            DepthGuard depth;
+            result = decode_value(r, header.length);
+        }
+        if (result != 0) {
+            invalidate_value(invalidate_full);
+            r.cursor = cursor0;
+            r.remaining = remaining0;
+        } else if (indefinite && !check_EOC(r)) {
             // Deliberate: a missing end-of-contents leaves r past the content.
             invalidate_value(invalidate_full);
-            return finish(kMalformed);
+            result = kMalformed;
+        } else {
+            if (indefinite) advance(r, 2);
+            set_value_valid();
         }
-        advance(r, 2);
     }
-    set_value_valid();
-    return finish(0);
+    if (postread != nullptr) postread(this, r, static_cast<int>(result));
+    return result;
 }
 
 unsigned int qb_asn_object::write_type(qb_buffer_t& out) const {
@@ -961,8 +961,14 @@ unsigned int qb_asn_choice::asnread(qb_r_buffer_t& r) {
     selected_index = -1;
     invalidate_value(invalidate_full);
     unsigned int result = kTagMismatch;
+    unsigned char* const cursor0 = r.cursor;
+    const unsigned int remaining0 = r.remaining;
     for (unsigned int i = 0; i < count; ++i) {
         if (children[i] == nullptr) continue;
+        // Every alternative reads from the same place, even one that failed on
+        // a missing end-of-contents (the one failure that leaves the view moved).
+        r.cursor = cursor0;
+        r.remaining = remaining0;
         if (children[i]->asnread(r) == 0) {
             selected_index = static_cast<int>(i);
             set_value_valid();
@@ -970,7 +976,11 @@ unsigned int qb_asn_choice::asnread(qb_r_buffer_t& r) {
             break;
         }
     }
-    if (result != 0 && (is_optional() || is_defaultable())) result = 0;
+    if (result != 0) {
+        r.cursor = cursor0;
+        r.remaining = remaining0;
+        if (is_optional() || is_defaultable()) result = 0;
+    }
     if (postread != nullptr) postread(this, r, static_cast<int>(result));
     return result;
 }

@@ -746,6 +746,9 @@ private:
             return nullptr;
         }
         delete overwritten;
+        // The list may already be present, so registering re-derives nothing:
+        // its cached encoding must still go.
+        invalidate_encoding();
         return element;
     }
 
