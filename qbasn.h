@@ -6,5 +6,7 @@
 #include "asn1/asn1.h"
 #include "asn1/asnstrng.h"
 #include "asn1/asnutils.h"
+#include "asn1/asnrecord.h"
+#include "base_idls/attrlist_asn.h"
 
 #endif

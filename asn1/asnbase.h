@@ -645,6 +645,7 @@ namespace qb::detail {
 template <class T>
 class qb_asn_sequenceof : public qb_asn_sequence {
 public:
+    using element_type = T;
     explicit qb_asn_sequenceof(security_t s) : qb_asn_sequence(s) { set_type_name("SEQUENCEOF"); }
     ~qb_asn_sequenceof() override { delete_elements(); }
 
@@ -766,6 +767,7 @@ private:
 template <class T>
 class qb_asn_arrayof : public qb_asn_composite {
 public:
+    using element_type = T;
     // cherce: one slot; alternative 0 is NULL (empty), 1 is the T.
     class cherce : public qb_asn_choice {
     public:
