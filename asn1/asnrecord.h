@@ -49,6 +49,7 @@ struct qb_field_info {
     int signed_count;             // 1 when the count of a list is a signed int
     int optional;                 // 1 when the member may be absent on the wire
     const qb_record_info* (*element)();  // nested or element record; null otherwise
+    const char* count_name;       // the count or length field of a pair; null otherwise
 };
 
 // qb_record_info: one record class.

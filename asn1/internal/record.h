@@ -61,6 +61,7 @@ struct member_base {
     const char* name;
     bool is_optional = false;
     lines at{};
+    const char* count_name = nullptr;  // the count or length field of a pair
 
     void attach(Rec& rec) const {
         rec.register_child(&(rec.*member));
@@ -100,7 +101,7 @@ struct integer_field : member_base<Rec, qbasn_integer> {
                           : std::is_same_v<F, unsigned short> ? qb_field_ushort
                           : std::is_same_v<F, unsigned char>  ? qb_field_uchar
                                                               : qb_field_int;
-        return {this->name, k, offset_of(field), 0, 0, 0, this->is_optional, nullptr};
+        return {this->name, k, offset_of(field), 0, 0, 0, this->is_optional, nullptr, this->count_name};
     }
 };
 
@@ -119,7 +120,7 @@ struct text_field : member_base<Rec, qbasnUTF8String> {
     }
     void release(Flat& r) const { std::free(r.*field); }
     qb_field_info info() const {
-        return {this->name, qb_field_text, offset_of(field), 0, 0, 0, this->is_optional, nullptr};
+        return {this->name, qb_field_text, offset_of(field), 0, 0, 0, this->is_optional, nullptr, this->count_name};
     }
 };
 
@@ -140,7 +141,7 @@ struct octets_field : member_base<Rec, qbasn_octetstring> {
     }
     void release(Flat& r) const { std::free(r.*data); }
     qb_field_info info() const {
-        return {this->name, qb_field_octets, offset_of(length), offset_of(data), 0, 0, this->is_optional, nullptr};
+        return {this->name, qb_field_octets, offset_of(length), offset_of(data), 0, 0, this->is_optional, nullptr, this->count_name};
     }
 };
 
@@ -159,7 +160,7 @@ struct fixed_octets_field : member_base<Rec, qbasn_octetstring> {
     }
     void release(Flat&) const {}
     qb_field_info info() const {
-        return {this->name, qb_field_fixed_octets, offset_of(field), 0, N, 0, this->is_optional, nullptr};
+        return {this->name, qb_field_fixed_octets, offset_of(field), 0, N, 0, this->is_optional, nullptr, this->count_name};
     }
 };
 
@@ -178,7 +179,7 @@ struct record_field : member_base<Rec, SubRec> {
     }
     void release(Flat& r) const { SubRec::free_obj(r.*field); }
     qb_field_info info() const {
-        return {this->name, qb_field_record, offset_of(field), 0, 0, 0, this->is_optional, &reflect_of};
+        return {this->name, qb_field_record, offset_of(field), 0, 0, 0, this->is_optional, &reflect_of, this->count_name};
     }
     static const qb_record_info* reflect_of() { return &SubRec::reflect(); }
 };
@@ -207,7 +208,7 @@ struct optional_record_field : member_base<Rec, SubRec> {
         std::free(r.*field);
     }
     qb_field_info info() const {
-        return {this->name, qb_field_optional_record, offset_of(field), 0, 0, 0, 1, &reflect_of};
+        return {this->name, qb_field_optional_record, offset_of(field), 0, 0, 0, 1, &reflect_of, this->count_name};
     }
     static const qb_record_info* reflect_of() { return &SubRec::reflect(); }
 };
@@ -310,7 +311,7 @@ struct record_list_field : member_base<Rec, qb_asn_sequenceof<SubRec>> {
     }
     qb_field_info info() const {
         return {this->name, qb_field_record_list, offset_of(count), offset_of(array), 0,
-                std::is_signed_v<C> ? 1 : 0, this->is_optional, &reflect_of};
+                std::is_signed_v<C> ? 1 : 0, this->is_optional, &reflect_of, this->count_name};
     }
     static const qb_record_info* reflect_of() { return &SubRec::reflect(); }
 };
@@ -375,7 +376,7 @@ struct record_ptr_list_field : member_base<Rec, qb_asn_sequenceof<SubRec>> {
     }
     qb_field_info info() const {
         return {this->name, qb_field_record_ptr_list, offset_of(count), offset_of(array), 0,
-                std::is_signed_v<C> ? 1 : 0, this->is_optional, &reflect_of};
+                std::is_signed_v<C> ? 1 : 0, this->is_optional, &reflect_of, this->count_name};
     }
     static const qb_record_info* reflect_of() { return &SubRec::reflect(); }
 };
@@ -416,7 +417,7 @@ struct text_list_field : member_base<Rec, qb_asn_sequenceof<qbasnUTF8String>> {
     }
     qb_field_info info() const {
         return {this->name, qb_field_text_list, offset_of(count), offset_of(array), 0,
-                std::is_signed_v<C> ? 1 : 0, this->is_optional, nullptr};
+                std::is_signed_v<C> ? 1 : 0, this->is_optional, nullptr, this->count_name};
     }
 };
 
@@ -450,7 +451,7 @@ struct int_list_field : member_base<Rec, qb_asn_sequenceof<qbasn_integer>> {
     void release(Flat& r) const { std::free(r.*array); }
     qb_field_info info() const {
         return {this->name, qb_field_int_list, offset_of(count), offset_of(array), 0,
-                std::is_signed_v<C> ? 1 : 0, this->is_optional, nullptr};
+                std::is_signed_v<C> ? 1 : 0, this->is_optional, nullptr, this->count_name};
     }
 };
 
@@ -500,7 +501,7 @@ struct record_slots_field : member_base<Rec, qb_asn_arrayof<SubRec>> {
         }
     }
     qb_field_info info() const {
-        return {this->name, qb_field_record_slots, offset_of(slots), 0, N, 0, this->is_optional, &reflect_of};
+        return {this->name, qb_field_record_slots, offset_of(slots), 0, N, 0, this->is_optional, &reflect_of, this->count_name};
     }
     static const qb_record_info* reflect_of() { return &SubRec::reflect(); }
 };
@@ -638,7 +639,8 @@ unsigned int decode_entry(qb_asn_buffer_t& in, Flat& r, security_t s) {
 #define QB_INT(f) \
     ::qb::rec::integer_field<Flat, Rec, std::remove_reference_t<decltype(Flat::f)>>{{&Rec::f, #f}, &Flat::f}
 #define QB_TEXT(f) ::qb::rec::text_field<Flat, Rec>{{&Rec::f, #f}, &Flat::f}
-#define QB_OCTETS(len, f) ::qb::rec::octets_field<Flat, Rec>{{&Rec::f, #f}, &Flat::len, &Flat::f}
+#define QB_OCTETS(len, f) \
+    ::qb::rec::octets_field<Flat, Rec>{{&Rec::f, #f, false, {}, #len}, &Flat::len, &Flat::f}
 #define QB_FIXED_OCTETS(f) \
     ::qb::rec::fixed_octets_field<Flat, Rec, sizeof(Flat::f)>{{&Rec::f, #f}, &Flat::f}
 #define QB_RECORD_MEMBER(f)                                                          \
@@ -651,16 +653,16 @@ unsigned int decode_entry(qb_asn_buffer_t& in, Flat& r, security_t s) {
     ::qb::rec::record_list_field<Flat, Rec, std::remove_reference_t<decltype(Flat::count)>,      \
                                  std::remove_pointer_t<decltype(Flat::f)>,                        \
                                  typename std::remove_reference_t<decltype(Rec::f)>::element_type>{ \
-        {&Rec::f, #f}, &Flat::count, &Flat::f}
+        {&Rec::f, #f, false, {}, #count}, &Flat::count, &Flat::f}
 #define QB_PTR_LIST(count, f)                                                                      \
     ::qb::rec::record_ptr_list_field<Flat, Rec, std::remove_reference_t<decltype(Flat::count)>,    \
                                      std::remove_pointer_t<std::remove_pointer_t<decltype(Flat::f)>>, \
                                      typename std::remove_reference_t<decltype(Rec::f)>::element_type>{ \
-        {&Rec::f, #f}, &Flat::count, &Flat::f}
+        {&Rec::f, #f, false, {}, #count}, &Flat::count, &Flat::f}
 #define QB_TEXT_LIST(count, f) \
-    ::qb::rec::text_list_field<Flat, Rec, std::remove_reference_t<decltype(Flat::count)>>{{&Rec::f, #f}, &Flat::count, &Flat::f}
+    ::qb::rec::text_list_field<Flat, Rec, std::remove_reference_t<decltype(Flat::count)>>{{&Rec::f, #f, false, {}, #count}, &Flat::count, &Flat::f}
 #define QB_INT_LIST(count, f) \
-    ::qb::rec::int_list_field<Flat, Rec, std::remove_reference_t<decltype(Flat::count)>>{{&Rec::f, #f}, &Flat::count, &Flat::f}
+    ::qb::rec::int_list_field<Flat, Rec, std::remove_reference_t<decltype(Flat::count)>>{{&Rec::f, #f, false, {}, #count}, &Flat::count, &Flat::f}
 #define QB_SLOTS(f)                                                                                   \
     ::qb::rec::record_slots_field<Flat, Rec, std::remove_pointer_t<std::remove_extent_t<decltype(Flat::f)>>, \
                                   typename std::remove_reference_t<decltype(Rec::f)>::element_type,   \

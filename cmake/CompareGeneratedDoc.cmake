@@ -1,0 +1,9 @@
+# Runs GENERATOR and compares its output with the checked-in DOCUMENT.
+execute_process(COMMAND "${GENERATOR}" OUTPUT_VARIABLE generated RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "${GENERATOR} failed with ${rc}")
+endif()
+file(READ "${DOCUMENT}" checked_in)
+if(NOT generated STREQUAL checked_in)
+  message(FATAL_ERROR "${DOCUMENT} is out of date: run scripts/gen-docs.sh")
+endif()
