@@ -7,6 +7,7 @@
 #include "asn1/asnstrng.h"
 #include "asn1/asnutils.h"
 #include "asn1/asnrecord.h"
+#include "asn1/asnstatus.h"
 #include "base_idls/attrlist_asn.h"
 
 #endif

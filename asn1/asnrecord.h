@@ -65,7 +65,9 @@ struct qb_record_info {
     void (*free_obj)(void* flat);
 };
 
-// qb_record_find: the record whose name or flat-record name is `name`, or null.
+// qb_record_find: the record whose flat-record name ("attrlist_s_t"), type name
+// ("attrlist_t") or short form ("attrlist": the flat name without "_s_t" or
+// "_t") is `name`, or null.
 QBASN_API const qb_record_info* qb_record_find(const char* name);
 // qb_record_list: every record the library knows, in the library's order.
 QBASN_API const qb_record_info* const* qb_record_list(size_t* count);

@@ -28,6 +28,9 @@ if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/base_idls")
   endif()
 endif()
 
+# The C++ convenience layer: #include "qbasn/cxx.h".
+install(FILES "${PROJECT_SOURCE_DIR}/qbasn/cxx.h" DESTINATION "${QBASN_INSTALL_INCLUDEDIR}/qbasn")
+
 # CMake package: find_package(qbasn CONFIG REQUIRED) gives qbasn::qbasn.
 install(EXPORT qbasnTargets
   NAMESPACE qbasn::
