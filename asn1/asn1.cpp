@@ -1,4 +1,4 @@
-// asn1/asn1.cpp - raw BER scanning functions and the flat-API buffer functions.
+// asn1/asn1.cpp - raw BER scanning functions, the flat-API buffer functions and the untyped entry points.
 //
 // The scanners read one BER item at a time straight from a caller's byte
 // array: identifier octets, length octets, and the content of the common
@@ -11,6 +11,10 @@
 // multi-octet identifier form, which is part of that function's contract.
 // Results are allocated with malloc and belong to the caller, who frees them
 // with free. Nothing here throws.
+//
+// The untyped entry points at the end move the object-update and
+// certificate-request records (and a bare INTEGER) through the envelope,
+// chosen by object type number.
 
 #include "asn1/asn1.h"
 
@@ -18,6 +22,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "asn1/asn_kxobjs.h"
+#include "asn1/internal/record.h"
 #include "asn1/internal/status.h"
 
 using qb::detail::kConstructedBit;
@@ -312,4 +318,110 @@ void qb_asn_buffer_copy(const qb_asn_buffer_t& src, qb_asn_buffer_t& dst, unsign
     dst.data = copy_content(from.data, from.length);
     // On failure dst.length keeps the source length; callers test status.
     if (dst.data == nullptr) status = kOutOfMemory;
+}
+
+// ---- untyped entry points ----
+//
+// One dispatcher, main_func, carries encode, decode and free for the three
+// object types served here; the entry points only put their arguments in its
+// order (record third, buffer last). Every call builds its object on its own
+// stack and destroys it before returning.
+
+namespace {
+
+// Operation codes of main_func. Any code other than encode and free decodes.
+constexpr int kOpEncode = 0;
+constexpr int kOpDecode = 1;
+constexpr int kOpFree = 2;
+
+// Object types.
+constexpr unsigned int kCertRequestType = 259;  // cert_request_in
+constexpr unsigned int kUpdateListType = 260;   // kxobj_update_list_s_t
+constexpr unsigned int kIntegerType = 262;      // int, as a bare INTEGER
+
+// The result for a type number that is not served.
+constexpr int kUnknownType = -1;
+
+int as_status(unsigned int rc) { return static_cast<int>(rc); }
+
+// run_integer: type 262, a bare INTEGER (tag 2, universal) holding an int.
+int run_integer(int op, int version, void* record, qb_asn_buffer_t& buf) {
+    if (op == kOpFree) return as_status(kOk);  // nothing to free; the record is not looked at
+    if (record == nullptr) return as_status(kNoSuchElement);
+    int& value = *static_cast<int*>(record);
+    qb_asn_integer number(security_off);  // type name "INTEGER", tag 2, universal
+    if (op == kOpEncode) {
+        (void)number.set_value(static_cast<long>(value));
+        return as_status(qb_asnbase::saveEncoding(number, version, buf));
+    }
+    const unsigned int rc = qb_asnbase::loadObject(number, version, buf);
+    if (rc != kOk) return as_status(rc);  // the record is not touched
+    long read = 0;
+    const unsigned int got = number.get_value(read);
+    if (got == kOk) value = static_cast<int>(read);  // a value wider than 32 bits leaves it alone
+    return as_status(got);
+}
+
+// run_record: types 259 and 260, through the record class with security 0
+// (no local-code-set conversion on this path).
+template <class Rec, class Flat>
+int run_record(int op, int version, void* record, qb_asn_buffer_t& buf) {
+    if (record == nullptr) return as_status(kNoSuchElement);
+    Flat& flat = *static_cast<Flat*>(record);
+    if (op == kOpFree) {
+        Rec::free_obj(flat);
+        return as_status(kOk);
+    }
+    Rec rec(security_off);
+    if (op == kOpEncode) {
+        // A record that could not be set completely is not encoded.
+        const int rc = rec.set_value(flat);
+        if (rc != 0) return rc;
+        return as_status(qb_asnbase::saveEncoding(rec, version, buf));
+    }
+    const unsigned int rc = qb_asnbase::loadObject(rec, version, buf);
+    if (rc != kOk) return as_status(rc);  // the record is not touched
+    return rec.get_value(flat);
+}
+
+// main_func: the dispatcher behind the four entry points. Nothing escapes
+// it: a qb_asn_exception is printed and its code returned, anything else
+// gives the out-of-memory status without a word.
+int main_func(int op, int version, void* record, unsigned int type, qb_asn_buffer_t& buf) {
+    try {
+        switch (type) {
+            case kIntegerType:
+                return run_integer(op, version, record, buf);
+            case kCertRequestType:
+                return run_record<qb_asn_cert_request_in, cert_request_in>(op, version, record, buf);
+            case kUpdateListType:
+                return run_record<qb_asn_kxobj_update_list_t, kxobj_update_list_s_t>(op, version, record, buf);
+            default:
+                return kUnknownType;
+        }
+    } catch (const qb_asn_exception& e) {
+        qb::rec::report(e);
+        return as_status(e.code);
+    } catch (...) {
+        return as_status(kOutOfMemory);
+    }
+}
+
+}  // namespace
+
+int qbasn_encode_obj(int version, void* record, unsigned int type, qb_asn_buffer_t& out) {
+    return main_func(kOpEncode, version, record, type, out);
+}
+
+int qbasn_decode_obj(int version, qb_asn_buffer_t& in, unsigned int type, void* record) {
+    return main_func(kOpDecode, version, record, type, in);
+}
+
+int qbasn_obj_free(int version, unsigned int type, void* record) {
+    qb_asn_buffer_t none = {0, nullptr};
+    return main_func(kOpFree, version, record, type, none);
+}
+
+int qbasn_version(const qb_asn_buffer_t& in, unsigned int& version) {
+    return as_status(qb_asnbase::get_encoded_version(in, version));
 }

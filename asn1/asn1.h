@@ -1,4 +1,4 @@
-// asn1/asn1.h - raw BER scanning functions and the flat-API buffer functions.
+// asn1/asn1.h - raw BER scanning functions, the flat-API buffer functions and the untyped entry points.
 //
 // Scanners read one BER item from a caller's byte array without building
 // objects. Each takes the address of the caller's cursor (`p`) and of its
@@ -96,5 +96,39 @@ QBASN_API void qb_asn_buffer_free(qb_asn_buffer_t& b);
 // the allocation fails (dst.data null, dst.length already set).
 QBASN_API void qb_asn_buffer_copy(const qb_asn_buffer_t& src, qb_asn_buffer_t& dst,
                                   unsigned int& status);
+
+// ---- untyped entry points ----
+//
+// A caller names an object type by number and hands over an untyped pointer
+// to the matching plain record:
+//   259  cert_request_in         (asn1/asn_kxobjs.h)
+//   260  kxobj_update_list_s_t   (asn1/asn_kxobjs.h)
+//   262  int                     (a bare INTEGER)
+// Every other type number gives -1 before anything is built. The version is
+// the caller's: it goes into the envelope header on encode and must match it
+// on decode (0x10652196 otherwise, the record untouched). These calls never
+// throw: a qb_asn_exception is printed to stderr as
+// "Exception: %s [%8.8x] in %s at line %d\n" (message, code, file, line) and
+// its code returned; any other exception gives 0x10652065, printing nothing.
+// A null record gives 0x1065219C (except qbasn_obj_free of type 262, which
+// never looks at the record).
+
+// qbasn_encode_obj: the record behind the envelope into out (a fresh malloc'ed
+// block the caller releases with qb_asn_buffer_free). On failure out is untouched.
+QBASN_API int qbasn_encode_obj(int version, void* record, unsigned int type, qb_asn_buffer_t& out);
+
+// qbasn_decode_obj: in into the record, which the caller has zeroed and later
+// passes to qbasn_obj_free with the same type, whatever the status (a failed
+// decode may leave it partly filled).
+QBASN_API int qbasn_decode_obj(int version, qb_asn_buffer_t& in, unsigned int type, void* record);
+
+// qbasn_obj_free: frees what a decode left in the record; returns 0 (type 262
+// has nothing to free). The record's fields are not cleared.
+QBASN_API int qbasn_obj_free(int version, unsigned int type, void* record);
+
+// qbasn_version: 0 when in carries an envelope with a nonzero version octet,
+// else 0x10652196. Deliberate: `version` receives 0 on success and 1 on
+// failure, not the version octet.
+QBASN_API int qbasn_version(const qb_asn_buffer_t& in, unsigned int& version);
 
 #endif

@@ -663,7 +663,13 @@ public:
             T* element = new (std::nothrow) T(security);
             if (element == nullptr) qb::detail::throw_sequenceof_oom(__LINE__);
             const unsigned int before = sub.remaining;
-            unsigned int rc = element->asnread(sub);
+            unsigned int rc;
+            try {
+                rc = element->asnread(sub);
+            } catch (...) {
+                delete element;  // not in the list yet: nobody else would free it
+                throw;
+            }
             // An element that reads nothing would repeat forever: malformed.
             if (rc == 0 && sub.remaining == before) rc = 0x1065219B;
             if (rc != 0) {

@@ -67,8 +67,8 @@ public:
     }
     ~buffer() { reset(); }
 
-    // copy_of: a buffer holding a copy of bytes (for decoding caller-owned bytes
-    // is not needed: decode() reads them in place).
+    // copy_of: a buffer owning a copy of bytes (decode() needs none: it reads
+    // the caller's bytes in place).
     static result<buffer> copy_of(std::span<const unsigned char> bytes) {
         qb_asn_buffer_t src{static_cast<unsigned int>(bytes.size()), const_cast<unsigned char*>(bytes.data())};
         qb_asn_buffer_t dst{};
@@ -199,6 +199,9 @@ private:
 
 // encode_any / decode_any: the same through the reflection table.
 inline result<buffer> encode_any(const any_record& r, bool lcs = false) {
+    // An empty owner (default-built, moved from or reset) has no record to
+    // encode: 0x1065219C, a null argument.
+    if (r.info() == nullptr || r.flat() == nullptr) return result<buffer>::failure(0x1065219C);
     qb_asn_buffer_t out{};
     const unsigned int status = r.info()->encode(out, const_cast<void*>(r.flat()), lcs ? 1 : 0);
     if (status != 0) return result<buffer>::failure(status);

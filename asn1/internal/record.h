@@ -190,7 +190,12 @@ struct optional_record_field : member_base<Rec, SubRec> {
     Sub* Flat::*field;
 
     unsigned int set(Rec& rec, Flat& r, const char*) const {
-        if (r.*field == nullptr) return 0;  // stays absent: not written
+        if (r.*field == nullptr) {
+            // Made absent, so it is not written: a record whose members are
+            // all lists (valid while empty) is present from its construction.
+            (rec.*(this->member)).invalidate_value(invalidate_local);
+            return 0;
+        }
         return static_cast<unsigned int>((rec.*(this->member)).set_value(*(r.*field)));
     }
     unsigned int get(Rec& rec, Flat& r, const char* file) const {

@@ -1,0 +1,659 @@
+// tests/asn1/kxobjs_test.cpp - the object-update and certificate-request
+// records: their layout, set_value / get_value / free_obj, the OCTET STRING
+// members read in primitive, constructed and indefinite-length form, and
+// their reflection entries.
+//
+// Records are saved and loaded through the envelope directly here; the
+// untyped entry points that serve them are tested in entry_test.cpp.
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "asn1/asn1.h"
+#include "asn1/asn_kxobjs.h"
+#include "asn1/asnbase.h"
+#include "asn1/asnrecord.h"
+#include "support/hex.h"
+
+namespace {
+
+using bytes_t = std::vector<unsigned char>;
+
+// ---- helpers ----
+
+// save: obj behind the envelope with `version`; the bytes, or empty on failure.
+bytes_t save(qb_asn_object& obj, int version, unsigned int* status = nullptr) {
+    qb_asn_buffer_t out = {0, nullptr};
+    const unsigned int rc = qb_asnbase::saveEncoding(obj, version, out);
+    if (status != nullptr) *status = rc;
+    bytes_t b;
+    if (rc == 0) b.assign(out.data, out.data + out.length);
+    qb_asn_buffer_free(out);
+    return b;
+}
+
+// load: bytes into obj with `version`.
+unsigned int load(qb_asn_object& obj, int version, bytes_t bytes) {
+    qb_asn_buffer_t in = {static_cast<unsigned int>(bytes.size()), bytes.data()};
+    return qb_asnbase::loadObject(obj, version, in);
+}
+
+// text: a malloc'ed copy of s (records own their texts).
+char* text(const char* s) {
+    const size_t n = std::strlen(s) + 1;
+    auto* p = static_cast<char*>(std::malloc(n));
+    std::memcpy(p, s, n);
+    return p;
+}
+
+// octets: the n bytes at p as a vector (for comparing bodies).
+bytes_t octets(const unsigned char* p, unsigned int n) { return p == nullptr ? bytes_t{} : bytes_t(p, p + n); }
+
+// ==== qb_asn_kxobj_update_t ====
+
+TEST(QbAsnKxobjUpdateT, is_a_sequence_of_version_and_three_members) {
+    qb_asn_kxobj_update_t rec(security_off);
+    EXPECT_STREQ(rec.get_type_name(), "kxobj_update");
+    EXPECT_EQ(rec.get_tag(), 16U);
+    EXPECT_EQ(rec.get_class(), 0);
+    ASSERT_EQ(rec.get_child_count(), 4U);
+    EXPECT_EQ(rec.get_child(0), &rec.version);
+    EXPECT_EQ(rec.get_child(1), &rec.value_a);
+    EXPECT_EQ(rec.get_child(2), &rec.text);
+    EXPECT_EQ(rec.get_child(3), &rec.value_b);
+    EXPECT_STREQ(rec.value_a.get_type_name(), "INTEGER");
+    EXPECT_STREQ(rec.text.get_type_name(), "OCTETSTRING");
+    EXPECT_EQ(rec.text.get_tag(), 4U);
+    EXPECT_FALSE(rec.text.is_optional());
+}
+
+TEST(QbAsnKxobjUpdateT, text_accepts_constructed_and_indefinite_input) {
+    qb_asn_kxobj_update_t rec(security_off);
+    EXPECT_EQ(rec.text.encoding_primitive_permitted(), 1);
+    EXPECT_EQ(rec.text.encoding_constructed_permitted(), 1);
+    EXPECT_EQ(rec.text.encoding_indefinite_permitted(), 1);
+    EXPECT_EQ(rec.text.should_generate_constructed(), 0);  // written primitive
+}
+
+TEST(QbAsnKxobjUpdateT, set_value_writes_version_then_members) {
+    qb_asn_kxobj_update_t rec(security_off);
+    kxobj_update_s_t r = {5, const_cast<char*>("x"), -1};
+    ASSERT_EQ(rec.set_value(r), 0);
+    // The text 'x' travels with its terminator: 04 02 78 00.
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0D  02 01 01  02 01 05  04 02 78 00  02 01 FF"));
+}
+
+TEST(QbAsnKxobjUpdateT, null_text_is_the_single_octet_zero) {
+    qb_asn_kxobj_update_t rec(security_off);
+    kxobj_update_s_t r = {0, nullptr, 0};
+    ASSERT_EQ(rec.set_value(r), 0);
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00"));
+}
+
+TEST(QbAsnKxobjUpdateT, empty_text_is_the_single_octet_zero) {
+    qb_asn_kxobj_update_t rec(security_off);
+    kxobj_update_s_t r = {0, const_cast<char*>(""), 0};
+    ASSERT_EQ(rec.set_value(r), 0);
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00"));
+}
+
+TEST(QbAsnKxobjUpdateT, values_travel_as_32_bits) {
+    qb_asn_kxobj_update_t rec(security_off);
+    kxobj_update_s_t r = {0x7FFFFFFFL, const_cast<char*>("ab"), -2147483647L - 1};
+    ASSERT_EQ(rec.set_value(r), 0);
+    EXPECT_EQ(save(rec, 2),
+              hex("04 02 AC DC 30 14  02 01 01  02 04 7F FF FF FF  04 03 61 62 00  02 04 80 00 00 00"));
+
+    // A long beyond 32 bits keeps its low 32 bits: 0xFFFFFFFF is -1, 0x80 is 128.
+    kxobj_update_s_t wide = {0xFFFFFFFFL, nullptr, 0x100000080L};
+    ASSERT_EQ(rec.set_value(wide), 0);
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0D  02 01 01  02 01 FF  04 01 00  02 02 00 80"));
+}
+
+TEST(QbAsnKxobjUpdateT, get_value_reads_members_into_a_fresh_record) {
+    qb_asn_kxobj_update_t rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 14  02 01 01  02 04 7F FF FF FF  04 03 61 62 00  02 04 80 00 00 00")), 0U);
+    kxobj_update_s_t r = {99, nullptr, 99};
+    ASSERT_EQ(rec.get_value(r), 0);
+    EXPECT_EQ(r.value_a, 0x7FFFFFFFL);
+    EXPECT_EQ(r.value_b, -2147483647L - 1);  // sign-extended
+    ASSERT_NE(r.text, nullptr);
+    EXPECT_STREQ(r.text, "ab");
+    qb_asn_kxobj_update_t::free_obj(r);
+}
+
+TEST(QbAsnKxobjUpdateT, round_trip_through_the_record_class) {
+    kxobj_update_s_t in = {-5, const_cast<char*>("hello"), 300};
+    qb_asn_kxobj_update_t writer(security_off);
+    ASSERT_EQ(writer.set_value(in), 0);
+    const bytes_t b = save(writer, 2);
+    EXPECT_EQ(b, hex("04 02 AC DC 30 12  02 01 01  02 01 FB  04 06 68 65 6C 6C 6F 00  02 02 01 2C"));
+
+    qb_asn_kxobj_update_t reader(security_off);
+    ASSERT_EQ(load(reader, 2, b), 0U);
+    kxobj_update_s_t out = {};
+    ASSERT_EQ(reader.get_value(out), 0);
+    EXPECT_EQ(out.value_a, -5);
+    EXPECT_STREQ(out.text, "hello");
+    EXPECT_NE(out.text, in.text);  // a fresh allocation
+    EXPECT_EQ(out.value_b, 300);
+    qb_asn_kxobj_update_t::free_obj(out);
+}
+
+TEST(QbAsnKxobjUpdateT, empty_text_reads_back_as_allocated_empty_text) {
+    qb_asn_kxobj_update_t rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00")), 0U);
+    kxobj_update_s_t r = {};
+    ASSERT_EQ(rec.get_value(r), 0);
+    ASSERT_NE(r.text, nullptr);
+    EXPECT_STREQ(r.text, "");
+    qb_asn_kxobj_update_t::free_obj(r);
+}
+
+TEST(QbAsnKxobjUpdateT, one_octet_text_reads_as_empty_text_quirk) {
+    // A stored value of one octet is taken as the bare terminator, whatever it holds.
+    qb_asn_kxobj_update_t rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 78  02 01 00")), 0U);
+    kxobj_update_s_t r = {};
+    ASSERT_EQ(rec.get_value(r), 0);
+    ASSERT_NE(r.text, nullptr);
+    EXPECT_STREQ(r.text, "");
+    qb_asn_kxobj_update_t::free_obj(r);
+}
+
+TEST(QbAsnKxobjUpdateT, text_without_terminator_reads_terminated) {
+    qb_asn_kxobj_update_t rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0D  02 01 01  02 01 00  04 02 61 62  02 01 00")), 0U);
+    kxobj_update_s_t r = {};
+    ASSERT_EQ(rec.get_value(r), 0);
+    EXPECT_STREQ(r.text, "ab");
+    qb_asn_kxobj_update_t::free_obj(r);
+}
+
+// Input vectors for the text member in its three forms.
+struct TextFormCase {
+    const char* name;
+    const char* hex;
+    const char* text;
+};
+
+constexpr TextFormCase kTextForms[] = {
+    {"primitive", "04 02 AC DC 30 0F  02 01 01  02 01 07  04 04 61 62 63 00  02 01 08", "abc"},
+    {"constructed, definite",
+     "04 02 AC DC 30 13  02 01 01  02 01 07  24 08 04 02 61 62 04 02 63 00  02 01 08", "abc"},
+    {"constructed, indefinite",
+     "04 02 AC DC 30 15  02 01 01  02 01 07  24 80 04 01 61 04 03 62 63 00 00 00  02 01 08", "abc"},
+    {"nested segments",
+     "04 02 AC DC 30 19  02 01 01  02 01 07  24 80 24 80 04 02 61 62 00 00 04 02 63 00 00 00  02 01 08",
+     "abc"},
+    {"empty constructed", "04 02 AC DC 30 0B  02 01 01  02 01 07  24 00  02 01 08", ""},
+};
+
+TEST(QbAsnKxobjUpdateT, text_read_in_every_form) {
+    for (const TextFormCase& c : kTextForms) {
+        SCOPED_TRACE(c.name);
+        qb_asn_kxobj_update_t rec(security_off);
+        ASSERT_EQ(load(rec, 2, hex(c.hex)), 0U);
+        kxobj_update_s_t r = {};
+        ASSERT_EQ(rec.get_value(r), 0);
+        EXPECT_EQ(r.value_a, 7);
+        ASSERT_NE(r.text, nullptr);
+        EXPECT_STREQ(r.text, c.text);
+        EXPECT_EQ(r.value_b, 8);
+        qb_asn_kxobj_update_t::free_obj(r);
+    }
+}
+
+TEST(QbAsnKxobjUpdateT, segmented_text_is_written_back_primitive) {
+    qb_asn_kxobj_update_t rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 15  02 01 01  02 01 07  24 80 04 01 61 04 03 62 63 00 00 00  02 01 08")),
+              0U);
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0F  02 01 01  02 01 07  04 04 61 62 63 00  02 01 08"));
+}
+
+TEST(QbAsnKxobjUpdateT, integer_members_stay_primitive_only) {
+    qb_asn_kxobj_update_t rec(security_off);
+    // value_a in constructed form.
+    EXPECT_EQ(load(rec, 2, hex("04 02 AC DC 30 0E  02 01 01  22 03 02 01 07  04 01 00  02 01 08")), 0x1065219EU);
+}
+
+TEST(QbAsnKxobjUpdateT, free_obj_frees_text_and_clears_nothing) {
+    kxobj_update_s_t r = {3, text("abc"), 4};
+    char* const before = r.text;
+    qb_asn_kxobj_update_t::free_obj(r);  // the sanitizer build sees a leak if it does not free
+    EXPECT_EQ(r.text, before);
+    EXPECT_EQ(r.value_a, 3);
+    EXPECT_EQ(r.value_b, 4);
+
+    kxobj_update_s_t none = {1, nullptr, 2};
+    qb_asn_kxobj_update_t::free_obj(none);  // a null text is skipped
+    EXPECT_EQ(none.text, nullptr);
+}
+
+TEST(QbAsnKxobjUpdateT, encode_obj_and_decode_obj_use_the_envelope) {
+    qb_asn_kxobj_update_t writer(security_off);
+    kxobj_update_s_t in = {1, const_cast<char*>("x"), 2};
+    qb_asn_buffer_t out = {0, nullptr};
+    ASSERT_EQ(writer.encode_obj(in, out, 9), 0);
+    EXPECT_EQ(bytes_t(out.data, out.data + out.length),
+              hex("04 09 AC DC 30 0D  02 01 01  02 01 01  04 02 78 00  02 01 02"));
+
+    qb_asn_kxobj_update_t reader(security_off);
+    kxobj_update_s_t r = {77, nullptr, 78};
+    EXPECT_EQ(reader.decode_obj(r, out, 8), 0x10652196);  // another version: get_value not reached
+    EXPECT_EQ(r.value_a, 77);
+    EXPECT_EQ(r.value_b, 78);
+    ASSERT_EQ(reader.decode_obj(r, out, 9), 0);
+    EXPECT_EQ(r.value_a, 1);
+    EXPECT_STREQ(r.text, "x");
+    EXPECT_EQ(r.value_b, 2);
+    qb_asn_kxobj_update_t::free_obj(r);
+    qb_asn_buffer_free(out);
+}
+
+// ==== qb_asn_kxobj_update_list_t ====
+
+TEST(QbAsnKxobjUpdateListT, is_a_sequence_of_version_and_a_list) {
+    qb_asn_kxobj_update_list_t rec(security_off);
+    EXPECT_STREQ(rec.get_type_name(), "update_list");
+    EXPECT_EQ(rec.get_tag(), 16U);
+    ASSERT_EQ(rec.get_child_count(), 2U);
+    EXPECT_EQ(rec.get_child(0), &rec.version);
+    EXPECT_EQ(rec.get_child(1), &rec.items);
+    EXPECT_STREQ(rec.items.get_type_name(), "SEQUENCEOF");
+    EXPECT_EQ(rec.items.get_tag(), 16U);
+    EXPECT_EQ(rec.items.get_child_count(), 0U);
+}
+
+TEST(QbAsnKxobjUpdateListT, count_zero_adds_no_element) {
+    qb_asn_kxobj_update_list_t rec(security_off);
+    kxobj_update_list_s_t r = {0, nullptr};
+    EXPECT_EQ(rec.set_value(r), 0);
+    EXPECT_EQ(rec.items.get_child_count(), 0U);
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 05  02 01 01  30 00"));
+}
+
+TEST(QbAsnKxobjUpdateListT, list_without_elements_reads_as_count_zero_and_null_items) {
+    qb_asn_kxobj_update_list_t rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 05  02 01 01  30 00")), 0U);
+    kxobj_update_list_s_t r = {5, reinterpret_cast<kxobj_update_s_t*>(&rec)};  // overwritten
+    ASSERT_EQ(rec.get_value(r), 0);
+    EXPECT_EQ(r.count, 0U);
+    EXPECT_EQ(r.items, nullptr);
+}
+
+TEST(QbAsnKxobjUpdateListT, elements_in_order_each_with_its_version) {
+    kxobj_update_s_t items[2] = {{5, const_cast<char*>("x"), -1}, {128, nullptr, 0}};
+    kxobj_update_list_s_t r = {2, items};
+    qb_asn_kxobj_update_list_t rec(security_off);
+    ASSERT_EQ(rec.set_value(r), 0);
+    ASSERT_EQ(rec.items.get_child_count(), 2U);
+    EXPECT_STREQ(rec.items.get_element(0)->get_type_name(), "kxobj_update");
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 23  02 01 01  30 1E"
+                                "  30 0D 02 01 01 02 01 05 04 02 78 00 02 01 FF"
+                                "  30 0D 02 01 01 02 02 00 80 04 01 00 02 01 00"));
+}
+
+TEST(QbAsnKxobjUpdateListT, elements_take_the_list_security) {
+    kxobj_update_s_t items[1] = {{1, const_cast<char*>("a"), 2}};
+    kxobj_update_list_s_t r = {1, items};
+    qb_asn_kxobj_update_list_t rec(security_on);
+    ASSERT_EQ(rec.set_value(r), 0);
+    ASSERT_EQ(rec.items.get_child_count(), 1U);
+    EXPECT_EQ(rec.items.get_element(0)->security, security_on);
+    EXPECT_EQ(rec.items.get_element(0)->text.security, security_on);
+}
+
+TEST(QbAsnKxobjUpdateListT, set_value_keeps_elements_already_present) {
+    kxobj_update_s_t items[1] = {{1, const_cast<char*>("a"), 2}};
+    kxobj_update_list_s_t r = {1, items};
+    qb_asn_kxobj_update_list_t rec(security_off);
+    ASSERT_EQ(rec.set_value(r), 0);
+    ASSERT_EQ(rec.set_value(r), 0);
+    EXPECT_EQ(rec.items.get_child_count(), 2U);
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 23  02 01 01  30 1E"
+                                "  30 0D 02 01 01 02 01 01 04 02 61 00 02 01 02"
+                                "  30 0D 02 01 01 02 01 01 04 02 61 00 02 01 02"));
+}
+
+TEST(QbAsnKxobjUpdateListT, count_without_items_is_refused) {
+    qb_asn_kxobj_update_list_t rec(security_off);
+    kxobj_update_list_s_t r = {3, nullptr};
+    EXPECT_EQ(rec.set_value(r), 0x1065219C);
+    EXPECT_EQ(rec.items.get_child_count(), 0U);
+}
+
+TEST(QbAsnKxobjUpdateListT, get_value_reads_every_element) {
+    qb_asn_kxobj_update_list_t rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 23  02 01 01  30 1E"
+                               "  30 0D 02 01 01 02 01 05 04 02 78 00 02 01 FF"
+                               "  30 0D 02 01 01 02 02 00 80 04 01 00 02 01 00")),
+              0U);
+    kxobj_update_list_s_t r = {};
+    ASSERT_EQ(rec.get_value(r), 0);
+    ASSERT_EQ(r.count, 2U);
+    ASSERT_NE(r.items, nullptr);
+    EXPECT_EQ(r.items[0].value_a, 5);
+    EXPECT_STREQ(r.items[0].text, "x");
+    EXPECT_EQ(r.items[0].value_b, -1);
+    EXPECT_EQ(r.items[1].value_a, 128);
+    ASSERT_NE(r.items[1].text, nullptr);
+    EXPECT_STREQ(r.items[1].text, "");
+    EXPECT_EQ(r.items[1].value_b, 0);
+    qb_asn_kxobj_update_list_t::free_obj(r);
+}
+
+TEST(QbAsnKxobjUpdateListT, indefinite_lengths_and_segmented_texts_are_read) {
+    qb_asn_kxobj_update_list_t rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 80  02 01 01  30 80"
+                               "  30 80 02 01 01 02 01 05 24 80 04 01 78 04 01 00 00 00 02 01 06 00 00"
+                               "  00 00  00 00")),
+              0U);
+    kxobj_update_list_s_t r = {};
+    ASSERT_EQ(rec.get_value(r), 0);
+    ASSERT_EQ(r.count, 1U);
+    EXPECT_EQ(r.items[0].value_a, 5);
+    EXPECT_STREQ(r.items[0].text, "x");
+    EXPECT_EQ(r.items[0].value_b, 6);
+    qb_asn_kxobj_update_list_t::free_obj(r);
+}
+
+TEST(QbAsnKxobjUpdateListT, missing_element_gives_out_of_memory_and_stays_freeable) {
+    // Front insertion into a full child array (32 slots) overwrites slot 0 and
+    // leaves the last counted slot empty: 33 counted, 32 there.
+    qb_asn_kxobj_update_list_t rec(security_off);
+    for (int i = 0; i < 32; ++i) {
+        qb_asn_kxobj_update_t* e = rec.items.add_child();
+        ASSERT_NE(e, nullptr);
+        kxobj_update_s_t item = {i, const_cast<char*>("t"), -i};
+        ASSERT_EQ(e->set_value(item), 0);
+    }
+    ASSERT_NE(rec.items.add_child_before(), nullptr);
+    ASSERT_EQ(rec.items.get_child_count(), 33U);
+    ASSERT_EQ(rec.items.get_element(32), nullptr);
+
+    kxobj_update_list_s_t r = {};
+    EXPECT_EQ(rec.get_value(r), 0x10652065);
+    EXPECT_EQ(r.count, 33U);
+    ASSERT_NE(r.items, nullptr);
+    EXPECT_STREQ(r.items[0].text, "");  // the new, unfilled first element
+    EXPECT_EQ(r.items[1].value_a, 1);
+    EXPECT_STREQ(r.items[31].text, "t");
+    EXPECT_EQ(r.items[31].value_b, -31);
+    EXPECT_EQ(r.items[32].text, nullptr);  // never read: zeroed
+    EXPECT_EQ(r.items[32].value_a, 0);
+    qb_asn_kxobj_update_list_t::free_obj(r);  // frees 32 texts and the array (checked by the sanitizer build)
+}
+
+TEST(QbAsnKxobjUpdateListT, free_obj_skips_a_null_item_array) {
+    kxobj_update_list_s_t r = {4, nullptr};
+    qb_asn_kxobj_update_list_t::free_obj(r);
+    EXPECT_EQ(r.count, 4U);
+}
+
+TEST(QbAsnKxobjUpdateListT, free_obj_frees_each_text_then_the_array) {
+    auto* items = static_cast<kxobj_update_s_t*>(std::malloc(2 * sizeof(kxobj_update_s_t)));
+    items[0] = {1, text("a"), 2};
+    items[1] = {3, nullptr, 4};
+    kxobj_update_list_s_t r = {2, items};
+    qb_asn_kxobj_update_list_t::free_obj(r);  // a leak shows in the sanitizer build
+    EXPECT_EQ(r.items, items);               // not cleared
+    EXPECT_EQ(r.count, 2U);
+}
+
+// ==== qb_asn_cert_request_in ====
+
+TEST(QbAsnCertRequestIn, is_a_sequence_of_version_two_texts_and_optional_body) {
+    qb_asn_cert_request_in rec(security_off);
+    EXPECT_STREQ(rec.get_type_name(), "cert_request_in");
+    EXPECT_EQ(rec.get_tag(), 16U);
+    ASSERT_EQ(rec.get_child_count(), 4U);
+    EXPECT_EQ(rec.get_child(0), &rec.version);
+    EXPECT_EQ(rec.get_child(1), &rec.text_a);
+    EXPECT_EQ(rec.get_child(2), &rec.text_b);
+    EXPECT_EQ(rec.get_child(3), &rec.body);
+    EXPECT_FALSE(rec.text_a.is_optional());
+    EXPECT_FALSE(rec.text_b.is_optional());
+    EXPECT_TRUE(rec.body.is_optional());
+}
+
+TEST(QbAsnCertRequestIn, octet_string_members_accept_constructed_and_indefinite_input) {
+    qb_asn_cert_request_in rec(security_off);
+    for (qbasn_octetstring* m : {&rec.text_a, &rec.text_b, &rec.body}) {
+        EXPECT_EQ(m->encoding_primitive_permitted(), 1);
+        EXPECT_EQ(m->encoding_constructed_permitted(), 1);
+        EXPECT_EQ(m->encoding_indefinite_permitted(), 1);
+        EXPECT_EQ(m->should_generate_constructed(), 0);
+    }
+}
+
+TEST(QbAsnCertRequestIn, set_value_writes_texts_with_terminators_and_body) {
+    unsigned char body[2] = {0x01, 0x02};
+    cert_request_in r = {const_cast<char*>("a"), const_cast<char*>("bc"), 2, body};
+    qb_asn_cert_request_in rec(security_off);
+    ASSERT_EQ(rec.set_value(r), 0);
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 10  02 01 01  04 02 61 00  04 03 62 63 00  04 02 01 02"));
+}
+
+TEST(QbAsnCertRequestIn, body_len_zero_leaves_body_out) {
+    unsigned char body[2] = {0x01, 0x02};
+    cert_request_in r = {const_cast<char*>("a"), const_cast<char*>("bc"), 0, body};  // the length decides
+    qb_asn_cert_request_in rec(security_off);
+    ASSERT_EQ(rec.set_value(r), 0);
+    EXPECT_FALSE(rec.body.is_present());
+    // Three members: the version and the two texts.
+    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00"));
+}
+
+TEST(QbAsnCertRequestIn, absent_body_reads_as_zero_length_and_null) {
+    qb_asn_cert_request_in rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00")), 0U);
+    cert_request_in r = {};
+    ASSERT_EQ(rec.get_value(r), 0);
+    EXPECT_STREQ(r.text_a, "a");
+    EXPECT_STREQ(r.text_b, "bc");
+    EXPECT_EQ(r.body_len, 0U);
+    EXPECT_EQ(r.body, nullptr);
+    qb_asn_cert_request_in::free_obj(r);
+}
+
+TEST(QbAsnCertRequestIn, empty_body_on_the_wire_reads_as_zero_length_and_null) {
+    qb_asn_cert_request_in rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0E  02 01 01  04 02 61 00  04 03 62 63 00  04 00")), 0U);
+    cert_request_in r = {};
+    ASSERT_EQ(rec.get_value(r), 0);
+    EXPECT_EQ(r.body_len, 0U);
+    EXPECT_EQ(r.body, nullptr);
+    qb_asn_cert_request_in::free_obj(r);
+}
+
+TEST(QbAsnCertRequestIn, null_texts_travel_as_one_zero_octet_and_read_back_empty) {
+    cert_request_in r = {nullptr, nullptr, 0, nullptr};
+    qb_asn_cert_request_in writer(security_off);
+    ASSERT_EQ(writer.set_value(r), 0);
+    const bytes_t b = save(writer, 2);
+    EXPECT_EQ(b, hex("04 02 AC DC 30 09  02 01 01  04 01 00  04 01 00"));
+
+    qb_asn_cert_request_in reader(security_off);
+    ASSERT_EQ(load(reader, 2, b), 0U);
+    cert_request_in out = {};
+    ASSERT_EQ(reader.get_value(out), 0);
+    ASSERT_NE(out.text_a, nullptr);
+    ASSERT_NE(out.text_b, nullptr);
+    EXPECT_STREQ(out.text_a, "");
+    EXPECT_STREQ(out.text_b, "");
+    qb_asn_cert_request_in::free_obj(out);
+}
+
+TEST(QbAsnCertRequestIn, body_without_octets_is_refused) {
+    cert_request_in r = {const_cast<char*>("a"), const_cast<char*>("b"), 3, nullptr};
+    qb_asn_cert_request_in rec(security_off);
+    EXPECT_EQ(rec.set_value(r), 0x1065219C);
+}
+
+TEST(QbAsnCertRequestIn, round_trip_gives_fresh_copies) {
+    unsigned char body[3] = {0x00, 0xFF, 0x80};
+    cert_request_in in = {const_cast<char*>("request"), const_cast<char*>("x"), 3, body};
+    qb_asn_cert_request_in writer(security_off);
+    ASSERT_EQ(writer.set_value(in), 0);
+    const bytes_t b = save(writer, 2);
+    EXPECT_EQ(b, hex("04 02 AC DC 30 16  02 01 01  04 08 72 65 71 75 65 73 74 00  04 02 78 00  04 03 00 FF 80"));
+
+    qb_asn_cert_request_in reader(security_off);
+    ASSERT_EQ(load(reader, 2, b), 0U);
+    cert_request_in out = {};
+    ASSERT_EQ(reader.get_value(out), 0);
+    EXPECT_STREQ(out.text_a, "request");
+    EXPECT_STREQ(out.text_b, "x");
+    ASSERT_EQ(out.body_len, 3U);
+    EXPECT_NE(out.body, body);
+    EXPECT_EQ(octets(out.body, out.body_len), hex("00 FF 80"));
+    qb_asn_cert_request_in::free_obj(out);
+}
+
+TEST(QbAsnCertRequestIn, segmented_members_are_read) {
+    // text_a constructed (definite), text_b constructed (indefinite), body
+    // constructed with a nested indefinite segment.
+    qb_asn_cert_request_in rec(security_off);
+    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 26  02 01 01"
+                               "  24 07 04 02 61 62 04 01 00"
+                               "  24 80 04 02 63 64 04 01 00 00 00"
+                               "  24 80 04 01 01 24 80 04 02 02 03 00 00 00 00")),
+              0U);
+    cert_request_in r = {};
+    ASSERT_EQ(rec.get_value(r), 0);
+    EXPECT_STREQ(r.text_a, "ab");
+    EXPECT_STREQ(r.text_b, "cd");
+    ASSERT_EQ(r.body_len, 3U);
+    EXPECT_EQ(octets(r.body, r.body_len), hex("01 02 03"));
+    qb_asn_cert_request_in::free_obj(r);
+}
+
+TEST(QbAsnCertRequestIn, free_obj_frees_texts_and_body_and_clears_nothing) {
+    auto* body = static_cast<unsigned char*>(std::malloc(2));
+    cert_request_in r = {text("a"), text("b"), 2, body};
+    qb_asn_cert_request_in::free_obj(r);  // a leak shows in the sanitizer build
+    EXPECT_EQ(r.body, body);
+    EXPECT_EQ(r.body_len, 2U);
+
+    cert_request_in none = {nullptr, nullptr, 5, nullptr};
+    qb_asn_cert_request_in::free_obj(none);  // nulls are skipped
+}
+
+// ==== reflection ====
+
+TEST(KxobjsReflection, kxobj_update_info) {
+    const qb_record_info& info = qb_asn_kxobj_update_t::reflect();
+    EXPECT_STREQ(info.name, "kxobj_update");
+    EXPECT_STREQ(info.flat_name, "kxobj_update_s_t");
+    EXPECT_EQ(info.flat_size, sizeof(kxobj_update_s_t));
+    ASSERT_EQ(info.field_count, 3U);
+    EXPECT_STREQ(info.fields[0].name, "value_a");
+    EXPECT_EQ(info.fields[0].kind, qb_field_long);
+    EXPECT_EQ(info.fields[0].offset, offsetof(kxobj_update_s_t, value_a));
+    EXPECT_STREQ(info.fields[1].name, "text");
+    EXPECT_EQ(info.fields[1].kind, qb_field_text_octets);
+    EXPECT_EQ(info.fields[1].offset, offsetof(kxobj_update_s_t, text));
+    EXPECT_STREQ(info.fields[2].name, "value_b");
+    EXPECT_EQ(info.fields[2].kind, qb_field_long);
+    EXPECT_EQ(info.fields[2].offset, offsetof(kxobj_update_s_t, value_b));
+    for (size_t i = 0; i < info.field_count; ++i) {
+        EXPECT_EQ(info.fields[i].optional, 0);
+        EXPECT_EQ(info.fields[i].element, nullptr);
+    }
+    EXPECT_EQ(&qb_asn_kxobj_update_t::reflect(), &info);  // one table
+}
+
+TEST(KxobjsReflection, update_list_info) {
+    const qb_record_info& info = qb_asn_kxobj_update_list_t::reflect();
+    EXPECT_STREQ(info.name, "update_list");
+    EXPECT_STREQ(info.flat_name, "kxobj_update_list_s_t");
+    EXPECT_EQ(info.flat_size, sizeof(kxobj_update_list_s_t));
+    ASSERT_EQ(info.field_count, 1U);
+    const qb_field_info& f = info.fields[0];
+    EXPECT_STREQ(f.name, "items");
+    EXPECT_EQ(f.kind, qb_field_record_list);
+    EXPECT_EQ(f.offset, offsetof(kxobj_update_list_s_t, count));
+    EXPECT_EQ(f.offset2, offsetof(kxobj_update_list_s_t, items));
+    EXPECT_STREQ(f.count_name, "count");
+    EXPECT_EQ(f.signed_count, 0);
+    EXPECT_EQ(f.optional, 0);
+    ASSERT_NE(f.element, nullptr);
+    EXPECT_EQ(f.element(), &qb_asn_kxobj_update_t::reflect());
+}
+
+TEST(KxobjsReflection, cert_request_in_info) {
+    const qb_record_info& info = qb_asn_cert_request_in::reflect();
+    EXPECT_STREQ(info.name, "cert_request_in");
+    EXPECT_STREQ(info.flat_name, "cert_request_in");
+    EXPECT_EQ(info.flat_size, sizeof(cert_request_in));
+    ASSERT_EQ(info.field_count, 3U);
+    EXPECT_STREQ(info.fields[0].name, "text_a");
+    EXPECT_EQ(info.fields[0].kind, qb_field_text_octets);
+    EXPECT_EQ(info.fields[0].offset, offsetof(cert_request_in, text_a));
+    EXPECT_STREQ(info.fields[1].name, "text_b");
+    EXPECT_EQ(info.fields[1].kind, qb_field_text_octets);
+    EXPECT_EQ(info.fields[1].offset, offsetof(cert_request_in, text_b));
+    const qb_field_info& body = info.fields[2];
+    EXPECT_STREQ(body.name, "body");
+    EXPECT_EQ(body.kind, qb_field_octets);
+    EXPECT_EQ(body.offset, offsetof(cert_request_in, body_len));
+    EXPECT_EQ(body.offset2, offsetof(cert_request_in, body));
+    EXPECT_STREQ(body.count_name, "body_len");
+    EXPECT_EQ(body.optional, 1);
+    EXPECT_EQ(info.fields[0].optional, 0);
+    EXPECT_EQ(info.fields[1].optional, 0);
+}
+
+TEST(KxobjsReflection, update_entry_points_use_envelope_version_two) {
+    const qb_record_info& info = qb_asn_kxobj_update_t::reflect();
+    kxobj_update_s_t in = {5, const_cast<char*>("x"), -1};
+    qb_asn_buffer_t out = {0, nullptr};
+    ASSERT_EQ(info.encode(out, &in, 0), 0U);
+    EXPECT_EQ(bytes_t(out.data, out.data + out.length),
+              hex("04 02 AC DC 30 0D  02 01 01  02 01 05  04 02 78 00  02 01 FF"));
+    kxobj_update_s_t r = {};
+    ASSERT_EQ(info.decode(out, &r, 0), 0U);
+    EXPECT_EQ(r.value_a, 5);
+    EXPECT_STREQ(r.text, "x");
+    EXPECT_EQ(r.value_b, -1);
+    info.free_obj(&r);
+    qb_asn_buffer_free(out);
+}
+
+TEST(KxobjsReflection, list_and_request_entry_points_use_envelope_version_two) {
+    kxobj_update_s_t items[1] = {{1, const_cast<char*>("a"), 2}};
+    kxobj_update_list_s_t list = {1, items};
+    const qb_record_info& list_info = qb_asn_kxobj_update_list_t::reflect();
+    qb_asn_buffer_t out = {0, nullptr};
+    ASSERT_EQ(list_info.encode(out, &list, 1), 0U);  // no local-code-set text: same bytes
+    EXPECT_EQ(bytes_t(out.data, out.data + out.length),
+              hex("04 02 AC DC 30 14  02 01 01  30 0F  30 0D 02 01 01 02 01 01 04 02 61 00 02 01 02"));
+    kxobj_update_list_s_t list_back = {};
+    ASSERT_EQ(list_info.decode(out, &list_back, 0), 0U);
+    ASSERT_EQ(list_back.count, 1U);
+    EXPECT_STREQ(list_back.items[0].text, "a");
+    list_info.free_obj(&list_back);
+    qb_asn_buffer_free(out);
+
+    unsigned char body[1] = {0x09};
+    cert_request_in req = {const_cast<char*>("a"), nullptr, 1, body};
+    const qb_record_info& req_info = qb_asn_cert_request_in::reflect();
+    out = {0, nullptr};
+    ASSERT_EQ(req_info.encode(out, &req, 0), 0U);
+    EXPECT_EQ(bytes_t(out.data, out.data + out.length),
+              hex("04 02 AC DC 30 0D  02 01 01  04 02 61 00  04 01 00  04 01 09"));
+    cert_request_in req_back = {};
+    ASSERT_EQ(req_info.decode(out, &req_back, 0), 0U);
+    EXPECT_STREQ(req_back.text_a, "a");
+    EXPECT_STREQ(req_back.text_b, "");
+    EXPECT_EQ(octets(req_back.body, req_back.body_len), hex("09"));
+    req_info.free_obj(&req_back);
+    qb_asn_buffer_free(out);
+}
+
+}  // namespace
