@@ -68,8 +68,21 @@ std::uint32_t random_word(random_source& rnd) {
 char* random_text(random_source& rnd, const random_options& opt) {
     if (opt.allow_null_text && rnd.chance(1, 6)) return nullptr;
     const unsigned n = rnd.chance(1, 6) ? 0 : rnd.below(opt.max_text + 1);
-    char* s = static_cast<char*>(checked_calloc(n + 1, 1));
-    for (unsigned i = 0; i < n; ++i) s[i] = static_cast<char>(0x20 + rnd.below(0x7F - 0x20));
+    if (!opt.utf8_text) {
+        char* s = static_cast<char*>(checked_calloc(n + 1, 1));
+        for (unsigned i = 0; i < n; ++i) s[i] = static_cast<char>(0x20 + rnd.below(0x7F - 0x20));
+        return s;
+    }
+    // n characters of 1 to 3 octets each: ASCII, e with acute, the euro sign, a CJK ideograph.
+    static const char* const kPieces[] = {"a", "Z", " ", "\xC3\xA9", "\xE2\x82\xAC", "\xE6\x97\xA5"};
+    char* s = static_cast<char*>(checked_calloc(3 * n + 1, 1));
+    size_t at = 0;
+    for (unsigned i = 0; i < n; ++i) {
+        const char* piece = kPieces[rnd.below(sizeof kPieces / sizeof kPieces[0])];
+        const size_t len = std::strlen(piece);
+        std::memcpy(s + at, piece, len);
+        at += len;
+    }
     return s;
 }
 

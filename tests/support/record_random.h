@@ -47,6 +47,7 @@ struct random_options {
     bool allow_null_elements = true; // pointer-list elements may be null (they travel as empty records)
     bool allow_negative_count = true;// signed list counts may be negative (no element travels)
     unsigned slot_use = 10;          // percent of used slots in a slot array
+    bool utf8_text = false;          // texts mix ASCII with 2- and 3-octet UTF-8 characters
 };
 
 // fill_random: fills the zeroed flat record `flat` of type `info` at nesting depth `depth`.
