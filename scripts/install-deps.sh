@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
 # scripts/install-deps.sh [package...] - installs the Debian packages qbasn's
 # build needs, but only those missing, and only when it can (as root, or
-# through sudo). With no arguments: everything the tests need, which includes
-# the two locales the text-field tests switch between (en_US.ISO-8859-1 and
-# en_US.UTF-8); they are generated when `locale -a` does not list them.
+# through sudo). With no arguments: everything the tests and the qbasn tool
+# (CLI11, nlohmann-json) need, which includes the two locales the text-field
+# tests switch between (en_US.ISO-8859-1 and en_US.UTF-8); they are generated
+# when `locale -a` does not list them.
 set -euo pipefail
 
 all_deps=0
 if [[ $# -gt 0 ]]; then
     packages=("$@")
 else
-    packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev pkg-config locales)
+    packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev pkg-config locales libcli11-dev nlohmann-json3-dev)
     all_deps=1
 fi
 

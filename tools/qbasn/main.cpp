@@ -1,0 +1,330 @@
+// tools/qbasn/main.cpp - the qbasn command-line tool: look inside messages
+// (dump), turn them into JSON (decode) and back (encode), list the record
+// types (types) and the status codes (status).
+//
+// Exit codes: 0 success; 1 the library returned a status (printed as
+// "error: 0x10652198 <meaning>"); 2 a usage error or input the tool cannot
+// use. Every failure prints exactly one "error: ..." line on standard error;
+// what the library prints there itself ("Exception: ...") is folded into it.
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "qbasn.h"
+#include "qbasn/cxx.h"
+#include "tools/qbasn/common.h"
+#include "tools/qbasn/dump.h"
+#include "tools/qbasn/hex.h"
+#include "tools/qbasn/json_record.h"
+#include "tools/qbasn/text.h"
+#include "tools/qbasn/types.h"
+
+#ifndef QBASN_TOOL_VERSION
+#define QBASN_TOOL_VERSION "unknown"
+#endif
+
+namespace qbtool {
+
+namespace {
+
+// Object types of the untyped entry points and the flat records they carry.
+constexpr unsigned kCertRequestType = 259;
+constexpr unsigned kUpdateListType = 260;
+constexpr unsigned kIntegerType = 262;
+
+struct settings {
+    std::string file = "-";
+    std::string out = "-";
+    std::string type;
+    unsigned object_type = 0;
+    int envelope_version = -1;
+    bool lcs = false;
+    bool hex = false;
+    bool no_envelope = false;
+    std::string code;
+};
+
+// load_message: the octets of the input, read as hex text with --hex.
+std::vector<unsigned char> load_message(const settings& s) {
+    std::vector<unsigned char> raw = read_input(s.file);
+    return s.hex ? parse_hex_text(raw) : raw;
+}
+
+// use_local_code_set: --lcs converts texts between UTF-8 and the code set of
+// the caller's locale, which the tool takes from the environment.
+void use_local_code_set() { std::setlocale(LC_CTYPE, ""); }
+
+// untyped_record: the flat record type behind an object type (259, 260).
+const qb_record_info& untyped_record(unsigned object_type) {
+    const char* flat_name = object_type == kCertRequestType ? "cert_request_in" : "kxobj_update_list_s_t";
+    const qb_record_info* info = qb_record_find(flat_name);
+    if (info == nullptr)
+        input_error("object type " + std::to_string(object_type) + " (" + flat_name + ") is not described by this library");
+    return *info;
+}
+
+qb_asn_buffer_t view_of(std::vector<unsigned char>& bytes) {
+    return qb_asn_buffer_t{static_cast<unsigned int>(bytes.size()), bytes.empty() ? nullptr : bytes.data()};
+}
+
+void write_message(const settings& s, std::span<const unsigned char> bytes) {
+    output out(s.out, !s.hex);
+    if (s.hex)
+        write_hex_lines(out.stream(), bytes);
+    else
+        out.write(bytes);
+    out.finish();
+}
+
+// ---- commands ----
+
+int run_dump(const settings& s) {
+    dump_options options;
+    options.no_envelope = s.no_envelope;
+    if (!s.type.empty()) options.type = &find_record(s.type);
+    const std::vector<unsigned char> bytes = load_message(s);
+    output out("-", false);
+    dump_message(bytes, options, out.stream());
+    out.finish();
+    return kExitOk;
+}
+
+// call_library: runs `call`, which returns a library status, with what the
+// library prints on standard error kept aside; a nonzero status ends the
+// command with one error line that carries the library's words too.
+template <class Call>
+void call_library(const std::string& context, Call call) {
+    stderr_capture library;
+    const unsigned int status = call();
+    const std::string note = library.take();
+    if (status != 0) status_error(status, with_library_note(context, note));
+    if (!note.empty()) std::fprintf(stderr, "%s\n", note.c_str());
+}
+
+std::string untyped_context(const char* verb, unsigned object_type, const char* what) {
+    return std::string(verb) + " object type " + std::to_string(object_type) + ", " + what;
+}
+
+int run_decode(const settings& s) {
+    if (s.type.empty() && s.object_type == 0) input_error("decode needs --type NAME or --object-type 259|260|262");
+    std::vector<unsigned char> bytes = load_message(s);
+    output out("-", false);
+    if (!s.type.empty()) {
+        const qb_record_info& info = find_record(s.type);
+        if (s.lcs) use_local_code_set();
+        std::optional<qbasn::result<qbasn::any_record>> r;
+        call_library(std::string("decoding ") + info.flat_name, [&] {
+            r.emplace(qbasn::decode_any(info, bytes, s.lcs));
+            return r->status();
+        });
+        write_record_json(out.stream(), info, r->value().flat());
+    } else if (s.object_type == kIntegerType) {
+        int value = 0;
+        qb_asn_buffer_t in = view_of(bytes);
+        call_library(untyped_context("decoding", kIntegerType, "a bare INTEGER"), [&] {
+            return static_cast<unsigned>(qbasn_decode_obj(s.envelope_version, in, kIntegerType, &value));
+        });
+        std::fprintf(out.stream(), "%d\n", value);
+    } else {
+        const qb_record_info& info = untyped_record(s.object_type);
+        qbasn::any_record record(info);  // released through the record's free function, whatever happens
+        qb_asn_buffer_t in = view_of(bytes);
+        call_library(untyped_context("decoding", s.object_type, info.flat_name), [&] {
+            return static_cast<unsigned>(qbasn_decode_obj(s.envelope_version, in, s.object_type, record.flat()));
+        });
+        write_record_json(out.stream(), info, record.flat());
+    }
+    out.finish();
+    return kExitOk;
+}
+
+int run_encode(const settings& s) {
+    if (s.type.empty() && s.object_type == 0) input_error("encode needs --type NAME or --object-type 259|260|262");
+    const std::vector<unsigned char> json = read_input(s.file);
+    qbasn::buffer message;
+    if (!s.type.empty()) {
+        const qb_record_info& info = find_record(s.type);
+        qbasn::any_record record(info);
+        json_to_record(json, info, record.flat());
+        if (s.lcs) use_local_code_set();
+        call_library(std::string("encoding ") + info.flat_name, [&] {
+            qbasn::result<qbasn::buffer> r = qbasn::encode_any(record, s.lcs);
+            if (r) message = std::move(r.value());
+            return r.status();
+        });
+    } else if (s.object_type == kIntegerType) {
+        int value = json_to_int(json);
+        call_library(untyped_context("encoding", kIntegerType, "a bare INTEGER"), [&] {
+            qb_asn_buffer_t raw{};
+            const int rc = qbasn_encode_obj(s.envelope_version, &value, kIntegerType, raw);
+            if (rc == 0) message = qbasn::buffer(raw);
+            return static_cast<unsigned>(rc);
+        });
+    } else {
+        const qb_record_info& info = untyped_record(s.object_type);
+        qbasn::any_record record(info);
+        json_to_record(json, info, record.flat());
+        call_library(untyped_context("encoding", s.object_type, info.flat_name), [&] {
+            qb_asn_buffer_t raw{};
+            const int rc = qbasn_encode_obj(s.envelope_version, record.flat(), s.object_type, raw);
+            if (rc == 0) message = qbasn::buffer(raw);
+            return static_cast<unsigned>(rc);
+        });
+    }
+    write_message(s, message.bytes());
+    return kExitOk;
+}
+
+int run_types(const settings& s) {
+    output out("-", false);
+    if (s.type.empty())
+        list_types(out.stream());
+    else
+        describe_type(out.stream(), find_record(s.type));
+    out.finish();
+    return kExitOk;
+}
+
+// parse_code: a status code as decimal, 0x-hex, or -1.
+unsigned int parse_code(const std::string& text) {
+    if (text == "-1") return 0xFFFFFFFFu;
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long long v = std::strtoull(text.c_str(), &end, 0);
+    if (text.empty() || text[0] == '-' || end == nullptr || *end != '\0' || errno != 0 || v > 0xFFFFFFFFull)
+        input_error("'" + text + "' is not a status code (write it as 0x10652198, in decimal, or -1)");
+    return static_cast<unsigned int>(v);
+}
+
+int run_status(const settings& s) {
+    output out("-", false);
+    if (s.code.empty()) {
+        size_t n = 0;
+        const qb_status_info* table = qbAsnStatusTable(&n);
+        for (size_t i = 0; i < n; ++i) std::fprintf(out.stream(), "%s  %s\n", hex32(table[i].code).c_str(), table[i].text);
+    } else {
+        const unsigned int code = parse_code(s.code);
+        const char* text = qbAsnStatusText(code);
+        if (text == nullptr) input_error(hex32(code) + " is not a status code of the library");
+        std::fprintf(out.stream(), "%s  %s\n", hex32(code).c_str(), text);
+    }
+    out.finish();
+    return kExitOk;
+}
+
+// ---- command line ----
+
+void add_record_options(CLI::App& cmd, settings& s) {
+    CLI::Option* type = cmd.add_option("--type,-t", s.type,
+                                       "record type: flat name (attrlist_s_t, uuid_t, remote_log_request), "
+                                       "type name (attrlist_t) or short form (attrlist)");
+    CLI::Option* lcs = cmd.add_flag("--lcs", s.lcs,
+                                    "texts in the local code set of the locale (LC_ALL/LC_CTYPE/LANG) instead of UTF-8");
+    CLI::Option* object_type = cmd.add_option("--object-type", s.object_type,
+                                              "untyped entry point instead of --type: 259 cert_request_in, "
+                                              "260 kxobj_update_list_s_t, 262 a bare INTEGER (JSON: a number)")
+                                   ->check(CLI::IsMember({kCertRequestType, kUpdateListType, kIntegerType}));
+    CLI::Option* version = cmd.add_option("--envelope-version", s.envelope_version,
+                                          "envelope version of the untyped entry point, 0..255 (the typed path always uses 2)")
+                               ->check(CLI::Range(0, 255));
+    type->excludes(object_type);
+    lcs->excludes(object_type);
+    object_type->needs(version);
+    version->needs(object_type);
+}
+
+}  // namespace
+
+int run(int argc, char** argv) {
+    settings s;
+    CLI::App app{"qbasn - look inside qbasn messages, turn them into JSON and back", "qbasn"};
+    app.set_version_flag("--version", std::string("qbasn ") + QBASN_TOOL_VERSION);
+    app.require_subcommand(1);
+    app.footer(
+        "Exit status: 0 success, 1 the library returned a status code, 2 usage error or unusable input.\n"
+        "Examples:\n"
+        "  qbasn dump --type attrlist examples/messages/attrlist_s_t.bin\n"
+        "  qbasn decode --type attrlist examples/messages/attrlist_s_t.bin > attrlist.json\n"
+        "  qbasn encode --type attrlist attrlist.json -o attrlist.bin");
+
+    CLI::App* dump = app.add_subcommand("dump", "show the envelope and every BER frame of a message, one line per frame");
+    dump->add_option("file", s.file, "message file, or - for standard input")->capture_default_str();
+    dump->add_flag("--hex", s.hex, "the input is hex text (pairs of hex digits, white space, # comments)");
+    dump->add_option("--type,-t", s.type, "label the members with this record's field names");
+    dump->add_flag("--no-envelope", s.no_envelope, "read BER from offset 0 even when the octets look like an envelope");
+    dump->footer(
+        "Each line: offset, depth, tag (universal tags by name, others as [CLASS n]), prim or cons,\n"
+        "len=N or len=indef, the content of a primitive frame, and with --type the field it carries.");
+
+    CLI::App* decode = app.add_subcommand("decode", "decode a message and print the record as JSON");
+    decode->add_option("file", s.file, "message file, or - for standard input")->capture_default_str();
+    decode->add_flag("--hex", s.hex, "the input is hex text");
+    add_record_options(*decode, s);
+
+    CLI::App* encode = app.add_subcommand("encode", "build a message from a record given as JSON");
+    encode->add_option("json", s.file, "JSON file, or - for standard input")->capture_default_str();
+    encode->add_option("-o,--output", s.out, "message file to write (default: standard output)");
+    encode->add_flag("--hex", s.hex, "write hex text instead of binary octets");
+    add_record_options(*encode, s);
+
+    CLI::App* types = app.add_subcommand("types", "list the record types, or show one's ASN.1 definition and JSON shape");
+    types->add_option("name", s.type, "record type (flat name, type name or short form)");
+
+    CLI::App* status = app.add_subcommand("status", "list the library's status codes and their meanings, or explain one");
+    status->add_option("code", s.code, "status code: 0x10652198, decimal, or -1");
+
+    // An unknown command would otherwise read as a missing one.
+    if (argc > 1 && argv[1][0] != '-') {
+        bool known = false;
+        for (const CLI::App* cmd : app.get_subcommands({})) known = known || cmd->get_name() == argv[1];
+        if (!known)
+            input_error(std::string("unknown command '") + argv[1] + "' (commands: dump, decode, encode, types, status)");
+    }
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
+        return app.exit(e);
+    } catch (const CLI::ParseError& e) {
+        std::fprintf(stderr, "error: %s (see qbasn --help)\n", one_line(e.what()).c_str());
+        return kExitInput;
+    }
+
+    if (dump->parsed()) return run_dump(s);
+    if (decode->parsed()) return run_decode(s);
+    if (encode->parsed()) return run_encode(s);
+    if (types->parsed()) return run_types(s);
+    return run_status(s);
+}
+
+}  // namespace qbtool
+
+int main(int argc, char** argv) {
+    try {
+        return qbtool::run(argc, argv);
+    } catch (const qbtool::tool_error& e) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "error: %s\n", e.what());
+        return e.exit_code();
+    } catch (const std::bad_alloc&) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "error: out of memory\n");
+        return qbtool::kExitStatus;
+    } catch (const std::exception& e) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "error: %s\n", qbtool::one_line(e.what()).c_str());
+        return qbtool::kExitInput;
+    }
+}

@@ -1,0 +1,25 @@
+// tools/qbasn/types.h - `qbasn types`: the record list, and one record's
+// ASN.1 definition, flat record and JSON shape, from the reflection table.
+#ifndef QBASN_TOOLS_TYPES_H
+#define QBASN_TOOLS_TYPES_H
+
+#include <cstdio>
+#include <string>
+
+#include "asn1/asnrecord.h"
+
+namespace qbtool {
+
+// find_record: the record named `name` (flat name, type name or short form);
+// fails with input_error naming the unknown type.
+const qb_record_info& find_record(const std::string& name);
+
+// list_types: one line per record: flat name, type name, short form.
+void list_types(FILE* out);
+
+// describe_type: the ASN.1 definition, the flat record and the JSON shape.
+void describe_type(FILE* out, const qb_record_info& info);
+
+}  // namespace qbtool
+
+#endif
