@@ -288,6 +288,7 @@ qb_record_info record(const char* name, const char* flat_name, size_t flat_size,
     r.encode = encode;
     r.decode = decode;
     r.free_obj = free_obj;
+    r.leading_version = 1;  // every record here is a qb_v37_asnbase
     return r;
 }
 

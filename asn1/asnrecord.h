@@ -63,6 +63,9 @@ struct qb_record_info {
     unsigned int (*encode)(qb_asn_buffer_t& out, void* flat, int lcs);
     unsigned int (*decode)(qb_asn_buffer_t& in, void* flat, int lcs);
     void (*free_obj)(void* flat);
+    // 1 when the SEQUENCE begins with an INTEGER version (always 1) that has
+    // no flat field (the object updates and certificate requests).
+    int leading_version;
 };
 
 // qb_record_find: the record whose flat-record name ("attrlist_s_t"), type name

@@ -85,6 +85,7 @@ int main() {
         const qb_record_info& r = *records[i];
         std::printf("## %s\n\n", r.flat_name);
         std::printf("```\n%s ::= SEQUENCE {\n", r.name);
+        if (r.leading_version) std::printf("    version INTEGER (always 1, no flat field),\n");
         for (size_t k = 0; k < r.field_count; ++k) {
             const qb_field_info& f = r.fields[k];
             std::printf("    %s %s%s%s\n", f.name, asn1_type(f).c_str(), f.optional ? " OPTIONAL" : "",

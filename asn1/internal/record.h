@@ -580,6 +580,7 @@ const qb_record_info& walker<Desc>::reflect() {
             return lcs ? qbAsnDecodeObjLCS(in, *static_cast<Flat*>(flat)) : qbAsnDecodeObj(in, *static_cast<Flat*>(flat));
         },
         [](void* flat) { qbAsnFreeObj(*static_cast<Flat*>(flat)); },
+        0,
     };
     return info;
 }
