@@ -24,41 +24,7 @@
 #include "asn1/asnutils.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QB_ALLOCFAIL_LSAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QB_ALLOCFAIL_LSAN 1
-#endif
-#endif
-
-#if defined(QB_ALLOCFAIL_LSAN)
-#include <sanitizer/lsan_interface.h>
-#endif
-
-// ---- operator new through malloc ----
-//
-// The runtime allocates its objects with new (std::nothrow). The C++ library
-// serves new from malloc, but a sanitizer runtime serves it on its own,
-// bypassing the malloc interposer. Replacing the non-aligned forms here routes
-// them through malloc in every build, so those allocations can be failed too
-// (and the sanitizer still tracks them, through its malloc).
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+#include "support/leak_check.h"
 
 namespace {
 
@@ -154,21 +120,8 @@ long sweep(Call call, Unchanged unchanged) {
 // ---- leak check per test ----
 
 // In the sanitizer build every test ends with a leak check, so a leak is
-// charged to the test that made it. A leaked block stays leaked and would be
-// reported again by every later check; after the first finding the per-test
-// check stops (the check at exit still reports everything, and a run of a
-// single test checks that test alone).
-class LeakChecked : public ::testing::Test {
-protected:
-    void TearDown() override {
-#if defined(QB_ALLOCFAIL_LSAN)
-        static bool leaked_before = false;
-        if (leaked_before) return;
-        leaked_before = __lsan_do_recoverable_leak_check() != 0;
-        EXPECT_FALSE(leaked_before) << "blocks leaked in this test (report above)";
-#endif
-    }
-};
+// charged to the test that made it (support/leak_check.h).
+using qb_test::LeakChecked;
 
 class TestAllocator : public LeakChecked {};
 class QbBufferOutOfMemory : public LeakChecked {};

@@ -38,25 +38,6 @@
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
-// ---- operator new through malloc ----
-// Record elements are created with new (std::nothrow); routing new through
-// malloc lets the sweep fail those allocations too, in every build.
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
-
 // ---- the owners are move-only ----
 
 static_assert(!std::is_copy_constructible_v<qbasn::buffer>);

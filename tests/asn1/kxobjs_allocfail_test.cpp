@@ -20,7 +20,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <regex>
 #include <string>
 #include <vector>
@@ -30,40 +29,7 @@
 #include "asn1/asnbase.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QB_KXOBJS_LSAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QB_KXOBJS_LSAN 1
-#endif
-#endif
-
-#if defined(QB_KXOBJS_LSAN)
-#include <sanitizer/lsan_interface.h>
-#endif
-
-// ---- operator new through malloc ----
-//
-// The library creates list elements with new (std::nothrow). A sanitizer
-// runtime serves new on its own, bypassing the malloc interposer; replacing
-// the non-aligned forms here routes them through malloc in every build, so
-// those allocations can be failed too (and the sanitizer still tracks them).
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+#include "support/leak_check.h"
 
 namespace {
 
@@ -78,17 +44,7 @@ constexpr long kSweepLimit = 2000;
 
 // ---- leak check per test ----
 
-class LeakChecked : public ::testing::Test {
-protected:
-    void TearDown() override {
-#if defined(QB_KXOBJS_LSAN)
-        static bool leaked_before = false;
-        if (leaked_before) return;  // a leak stays leaked; report it once
-        leaked_before = __lsan_do_recoverable_leak_check() != 0;
-        EXPECT_FALSE(leaked_before) << "blocks leaked in this test (report above)";
-#endif
-    }
-};
+using qb_test::LeakChecked;
 
 class QbasnEncodeObjOutOfMemory : public LeakChecked {};
 class QbasnDecodeObjOutOfMemory : public LeakChecked {};

@@ -15,7 +15,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -24,43 +23,26 @@
 #include "base_idls/aclidl_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
-
-// ---- operator new through malloc ----
-// Record elements are created with new (std::nothrow); routing new through
-// malloc lets the sweeps fail those allocations too, in every build.
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+#include "support/record_test.h"
 
 namespace {
 
-using bytes_t = std::vector<unsigned char>;
+using qb_test::attrs_k;
+using qb_test::bytes_t;
+using qb_test::decode_zeroed;
+using qb_test::encode;
+using qb_test::expect_attrs_empty;
+using qb_test::expect_attrs_k;
+using qb_test::expect_uuid;
+using qb_test::round_trip;
+using qb_test::sweep_decode;
+using qb_test::sweep_encode;
+using qb_test::text;
+using qb_test::uuid_1;
 
 // ---- expected bytes, written out ----
+// (ENVELOPE, UUIDs, SEC_*, ATTRS_K and ATTRS_EMPTY: support/record_test.h)
 
-#define ENVELOPE "04 02 AC DC "
-#define ZERO_UUID "30 17 02 01 00 02 01 00 02 01 00 02 01 00 02 01 00 04 06 00 00 00 00 00 00"
-// uuid_t 11223344-5566-7788-99 0A-AABBCCDDEEFF (0x99 needs a leading 00 octet).
-#define UUID_1 "30 1D 02 04 11 22 33 44 02 02 55 66 02 02 77 88 02 02 00 99 02 01 0A 04 06 AA BB CC DD EE FF"
-#define SEC_ALICE "30 26 " UUID_1 " 0C 05 61 6C 69 63 65"  // UUID_1, "alice"
-#define SEC_G1 "30 1D " ZERO_UUID " 0C 02 67 31"          // zero UUID, "g1"
-#define SEC_G2 "30 1D " ZERO_UUID " 0C 02 67 32"          // zero UUID, "g2"
-#define SEC_EMPTY "30 1B " ZERO_UUID " 0C 00"             // zero UUID, empty name
-// attrlist_t { attr "k" { value 1, "v", 01 } }
-#define ATTRS_K "30 14 30 12 30 10 0C 01 6B 30 0B 30 09 02 01 01 0C 01 76 04 01 01"
-#define ATTRS_EMPTY "30 02 30 00"
 // acl_permset_t { 1, 2, 4 }
 #define PERMS_124 "30 0B 30 09 02 01 01 02 01 02 02 01 04"
 // map_*_t { "a", "bc" } with ATTRS_K
@@ -68,66 +50,8 @@ using bytes_t = std::vector<unsigned char>;
 
 // ---- helpers ----
 
-char* text(const char* s) { return const_cast<char*>(s); }
-
-// encode: the bytes of qbAsnEncodeObj (or the LCS form); the buffer is freed.
-template <class Flat>
-bytes_t encode(Flat& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0x00000000U);
-    bytes_t b;
-    if (out.data != nullptr) b.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return b;
-}
-
-// decode: qbAsnDecodeObj (or the LCS form) of `b` into the zeroed record `r`.
-template <class Flat>
-unsigned int decode(const bytes_t& b, Flat& r, bool lcs = false) {
-    std::memset(&r, 0, sizeof r);
-    bytes_t copy = b;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// round_trip: `r` encodes to `expected` in both forms; decoding those bytes in
-// both forms gives a record that `check` accepts and that encodes to the same
-// bytes again; every decoded record is freed.
-template <class Flat, class Check>
-void round_trip(Flat& r, const char* expected, Check check) {
-    const bytes_t want = hex(expected);
-    EXPECT_EQ(encode(r), want);
-    EXPECT_EQ(encode(r, true), want);
-    for (bool lcs : {false, true}) {
-        SCOPED_TRACE(lcs ? "LCS form" : "plain form");
-        Flat out;
-        ASSERT_EQ(decode(want, out, lcs), 0x00000000U);
-        check(out);
-        EXPECT_EQ(encode(out, lcs), want);
-        qbAsnFreeObj(out);
-    }
-}
-
-uuid_t uuid_1() {
-    uuid_t u{};
-    u.time_low = 0x11223344U;
-    u.time_mid = 0x5566;
-    u.time_hi_and_version = 0x7788;
-    u.clock_seq_hi_and_reserved = 0x99;
-    u.clock_seq_low = 0x0A;
-    const unsigned char node[6] = {0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF};
-    std::memcpy(u.node, node, 6);
-    return u;
-}
-
 void expect_sec_id(const sec_id_t& s, const uuid_t& want, const char* name) {
-    EXPECT_EQ(s.uuid.time_low, want.time_low);
-    EXPECT_EQ(s.uuid.time_mid, want.time_mid);
-    EXPECT_EQ(s.uuid.time_hi_and_version, want.time_hi_and_version);
-    EXPECT_EQ(s.uuid.clock_seq_hi_and_reserved, want.clock_seq_hi_and_reserved);
-    EXPECT_EQ(s.uuid.clock_seq_low, want.clock_seq_low);
-    EXPECT_EQ(std::memcmp(s.uuid.node, want.node, 6), 0);
+    expect_uuid(s.uuid, want);
     ASSERT_NE(s.name, nullptr);
     EXPECT_STREQ(s.name, name);
 }
@@ -140,34 +64,6 @@ void expect_perms(const acl_permset_s_t& p, const std::vector<int>& want) {
     }
     ASSERT_NE(p.permissions, nullptr);
     EXPECT_EQ(std::vector<int>(p.permissions, p.permissions + p.count), want);
-}
-
-// expect_attrs_k: the decoded list is ATTRS_K.
-void expect_attrs_k(const attrlist_s_t& l) {
-    ASSERT_EQ(l.count, 1U);
-    ASSERT_NE(l.attrs, nullptr);
-    EXPECT_STREQ(l.attrs[0].name, "k");
-    ASSERT_EQ(l.attrs[0].count, 1U);
-    ASSERT_NE(l.attrs[0].values, nullptr);
-    const value_s_t& v = l.attrs[0].values[0];
-    EXPECT_EQ(v.number, 1);
-    EXPECT_STREQ(v.text, "v");
-    ASSERT_EQ(v.length, 1U);
-    ASSERT_NE(v.bytes, nullptr);
-    EXPECT_EQ(v.bytes[0], 0x01);
-}
-
-void expect_attrs_empty(const attrlist_s_t& l) {
-    EXPECT_EQ(l.count, 0U);
-    EXPECT_EQ(l.attrs, nullptr);
-}
-
-// The ATTRS_K list to encode (static storage: the encoders only read it).
-attrlist_s_t attrs_k() {
-    static unsigned char one[1] = {0x01};
-    static value_s_t value{1, text("v"), 1, one};
-    static attr_s_t attr{text("k"), 1, &value};
-    return attrlist_s_t{1, &attr};
 }
 
 // ---- map_pobj_to_acl_s_t / map_acl_to_pobj_s_t ----
@@ -324,7 +220,7 @@ TEST(AclExt, two_entries_decode_to_a_contiguous_entry_array) {
 // identity name, the entry array, and everything of the attribute list.
 TEST(AclExt, free_releases_every_block) {
     acl_ext_s_t o;
-    ASSERT_EQ(decode(hex(EXT_TWO), o), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(EXT_TWO), o), 0x00000000U);
     ASSERT_EQ(o.count, 2U);
     ASSERT_EQ(o.attrs.count, 1U);
     const std::vector<void*> want = {
@@ -425,81 +321,17 @@ TEST(AclReflection, full_names_and_kinds) {
 
 constexpr long kSweepLimit = 4000;
 
-// sweep_encode / sweep_decode: the 1st, 2nd, ... allocation of the call fails;
-// every run that takes the failure reports 0x10652065 (and a decoded record
-// stays freeable); the run that takes none gives `want`.
-template <class Flat>
-void sweep_encode(Flat& rec, const bytes_t& want) {
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        qb_asn_buffer_t out{0, nullptr};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnEncodeObj(out, rec);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            EXPECT_EQ(out.data != nullptr ? bytes_t(out.data, out.data + out.length) : bytes_t{}, want);
-            qb_asn_buffer_free(out);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_EQ(out.data, nullptr);
-        EXPECT_NE(err.find("[10652065]"), std::string::npos) << err;
-        qb_asn_buffer_free(out);
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-}
-
-// Returns whether any run reported "ASN: Memory error" from this group's file.
-template <class Flat>
-bool sweep_decode(const bytes_t& b) {
-    bool group_error_seen = false;
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        Flat r;
-        std::memset(&r, 0, sizeof r);
-        bytes_t copy = b;
-        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(in, r);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            EXPECT_EQ(encode(r), b);
-            qbAsnFreeObj(r);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_NE(err.find("[10652065]"), std::string::npos) << err;
-        if (err.find("Exception: ASN: Memory error [10652065] in base_idls/aclidl_asn") != std::string::npos)
-            group_error_seen = true;
-        qbAsnFreeObj(r);  // partly filled: must be freeable (LeakSanitizer checks the rest)
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-    return group_error_seen;
-}
+// The sweeps (support/record_test.h): every run that takes the failure
+// reports 0x10652065 (and a decoded record stays freeable); the run that takes
+// none gives `want`. Some decoding run must report "ASN: Memory error" from
+// this group's file.
+constexpr const char* kGroupMemoryError = "Exception: ASN: Memory error [10652065] in base_idls/aclidl_asn";
 
 TEST(AclOutOfMemory, extended_acl) {
     ext_fixture f;
     const bytes_t want = hex(EXT_TWO);
-    sweep_encode(f.rec, want);
-    EXPECT_TRUE(sweep_decode<acl_ext_s_t>(want));
+    sweep_encode(f.rec, want, kSweepLimit);
+    EXPECT_TRUE(sweep_decode<acl_ext_s_t>(want, kSweepLimit).some_run_printed(kGroupMemoryError));
 }
 
 TEST(AclOutOfMemory, mappings) {
@@ -507,10 +339,10 @@ TEST(AclOutOfMemory, mappings) {
     map_pobj_to_acl_s_t forward{2, names, attrs_k()};
     map_acl_to_pobj_s_t back{2, names, attrs_k()};
     const bytes_t want = hex(MAP_A_BC);
-    sweep_encode(forward, want);
-    sweep_encode(back, want);
-    EXPECT_TRUE(sweep_decode<map_pobj_to_acl_s_t>(want));
-    EXPECT_TRUE(sweep_decode<map_acl_to_pobj_s_t>(want));
+    sweep_encode(forward, want, kSweepLimit);
+    sweep_encode(back, want, kSweepLimit);
+    EXPECT_TRUE(sweep_decode<map_pobj_to_acl_s_t>(want, kSweepLimit).some_run_printed(kGroupMemoryError));
+    EXPECT_TRUE(sweep_decode<map_acl_to_pobj_s_t>(want, kSweepLimit).some_run_printed(kGroupMemoryError));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 // names and allocation failures.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -13,64 +12,19 @@
 #include "base_idls/actionidl_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
+#include "support/record_test.h"
 
 namespace {
 
-std::string to_hex(const std::vector<unsigned char>& bytes) {
-    std::string s;
-    char pair[4];
-    for (unsigned char b : bytes) {
-        std::snprintf(pair, sizeof pair, "%02X ", b);
-        s += pair;
-    }
-    return s;
-}
-
-// encoded: the bytes of qbAsnEncodeObj (or the LCS form); status must be 0.
-template <class R>
-std::vector<unsigned char> encoded(R& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0x00000000U);
-    std::vector<unsigned char> v;
-    if (out.data != nullptr) v.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return v;
-}
-
-// decode: qbAsnDecodeObj (or the LCS form) from a copy of `bytes`.
-template <class R>
-unsigned int decode(const std::vector<unsigned char>& bytes, R& r, bool lcs = false) {
-    std::vector<unsigned char> copy = bytes;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// One attribute "a" holding the value {1, "x", 01}; 22 bytes on the wire:
-// 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01
-struct one_attr {
-    unsigned char byte = 0x01;
-    value_s_t value{1, const_cast<char*>("x"), 1, &byte};
-    attr_s_t attr{const_cast<char*>("a"), 1, &value};
-    attrlist_s_t list{1, &attr};
-};
-
-void expect_one_attr(const attrlist_s_t& l) {
-    ASSERT_EQ(l.count, 1U);
-    ASSERT_NE(l.attrs, nullptr);
-    EXPECT_STREQ(l.attrs[0].name, "a");
-    ASSERT_EQ(l.attrs[0].count, 1U);
-    ASSERT_NE(l.attrs[0].values, nullptr);
-    EXPECT_EQ(l.attrs[0].values[0].number, 1);
-    EXPECT_STREQ(l.attrs[0].values[0].text, "x");
-    ASSERT_EQ(l.attrs[0].values[0].length, 1U);
-    EXPECT_EQ(l.attrs[0].values[0].bytes[0], 0x01);
-}
-
-void expect_empty_attrlist(const attrlist_s_t& l) {
-    EXPECT_EQ(l.count, 0U);
-    EXPECT_EQ(l.attrs, nullptr);
-}
+using qb_test::decode;
+using qb_test::encode;
+using qb_test::expect_attrs_empty;
+using qb_test::expect_one_attr;
+using qb_test::one_attr;
+using qb_test::sweep_decode;
+using qb_test::sweep_encode;
+using qb_test::sweep_result;
+using qb_test::to_hex;
 
 // An action with only its bit number set: {bit, NULL, NULL, NULL, 0, 0, no attributes}.
 kxaction_s_t bare_action(int bit) { return kxaction_s_t{bit, nullptr, nullptr, nullptr, 0, 0, {0, nullptr}}; }
@@ -86,7 +40,7 @@ void expect_bare_action(const kxaction_s_t* a, int bit) {
     EXPECT_STREQ(a->description, "");
     EXPECT_EQ(a->type, 0);
     EXPECT_EQ(a->flags, 0);
-    expect_empty_attrlist(a->attrlist);
+    expect_attrs_empty(a->attrlist);
 }
 
 // The frame of bare_action(1), bare_action(2), bare_action(3): 21 bytes each.
@@ -109,7 +63,7 @@ TEST(KxactionRecord, EncodesEveryMemberInOrderAndDecodesBack) {
         " 02 01 01"
         " 02 02 00 80"
         " 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01");
-    const auto bytes = encoded(in);
+    const auto bytes = encode(in);
     EXPECT_EQ(to_hex(bytes), to_hex(expected));
 
     kxaction_s_t out;
@@ -123,7 +77,7 @@ TEST(KxactionRecord, EncodesEveryMemberInOrderAndDecodesBack) {
     EXPECT_EQ(out.flags, 0x80);
     expect_one_attr(out.attrlist);
     // The decoded record encodes to the same bytes again.
-    EXPECT_EQ(to_hex(encoded(out)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(out)), to_hex(expected));
     qbAsnFreeObj(out);
 }
 
@@ -131,8 +85,8 @@ TEST(KxactionRecord, LcsFormGivesTheSameBytesForAscii) {
     one_attr attrs;
     kxaction_s_t in{5, const_cast<char*>("r"), const_cast<char*>("read"), const_cast<char*>("Read"), 1, 0x80,
                     attrs.list};
-    const auto plain = encoded(in);
-    const auto lcs = encoded(in, true);
+    const auto plain = encode(in);
+    const auto lcs = encode(in, true);
     EXPECT_EQ(to_hex(lcs), to_hex(plain));
     EXPECT_EQ(lcs.size(), 53U);
 
@@ -153,7 +107,7 @@ TEST(KxactionRecord, NullAndEmptyStringsComeBackAsEmptyStrings) {
     kxaction_s_t in{0, nullptr, nullptr, const_cast<char*>(""), -1, 0, {0, nullptr}};
     const auto expected = hex(
         "04 02 AC DC 30 13 02 01 00 0C 00 0C 00 0C 00 02 01 FF 02 01 00 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxaction_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -167,7 +121,7 @@ TEST(KxactionRecord, NullAndEmptyStringsComeBackAsEmptyStrings) {
     EXPECT_STREQ(out.description, "");
     EXPECT_EQ(out.type, -1);
     EXPECT_EQ(out.flags, 0);
-    expect_empty_attrlist(out.attrlist);
+    expect_attrs_empty(out.attrlist);
     qbAsnFreeObj(out);
 }
 
@@ -224,7 +178,7 @@ TEST(KxactionGroupRecord, OnlyActionInSlotFiveEncodesSixElements) {
         " 30 20 05 00 05 00 05 00 05 00 05 00"
         "       30 14 02 01 07 0C 01 78 0C 00 0C 00 02 01 00 02 01 00 30 02 30 00"
         " 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxaction_group_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -241,16 +195,16 @@ TEST(KxactionGroupRecord, OnlyActionInSlotFiveEncodesSixElements) {
     EXPECT_STREQ(out.actions[5]->description, "");
     EXPECT_EQ(out.actions[5]->type, 0);
     EXPECT_EQ(out.actions[5]->flags, 0);
-    expect_empty_attrlist(out.actions[5]->attrlist);
-    expect_empty_attrlist(out.attrlist);
-    EXPECT_EQ(to_hex(encoded(out)), to_hex(expected));
+    expect_attrs_empty(out.actions[5]->attrlist);
+    expect_attrs_empty(out.attrlist);
+    EXPECT_EQ(to_hex(encode(out)), to_hex(expected));
     qbAsnFreeObj(out);
 }
 
 TEST(KxactionGroupRecord, NoActionsEncodesAnEmptyArrayAndDecodesTo32NullSlots) {
     kxaction_group_s_t in{};  // NULL name, every slot NULL, no attributes
     const auto expected = hex("04 02 AC DC 30 08 0C 00 30 00 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxaction_group_s_t out;
     std::memset(&out, 0xA5, sizeof out);  // get_value clears the whole record itself
@@ -258,7 +212,7 @@ TEST(KxactionGroupRecord, NoActionsEncodesAnEmptyArrayAndDecodesTo32NullSlots) {
     ASSERT_NE(out.name, nullptr);
     EXPECT_STREQ(out.name, "");
     for (int i = 0; i < 32; ++i) EXPECT_EQ(out.actions[i], nullptr) << "slot " << i;
-    expect_empty_attrlist(out.attrlist);
+    expect_attrs_empty(out.attrlist);
     qbAsnFreeObj(out);
 }
 
@@ -279,7 +233,7 @@ TEST(KxactionGroupRecord, FirstAndLastSlotKeepThirtyHolesBetweenThem) {
         "   05 00 05 00 05 00 05 00 05 00 05 00 05 00 05 00 05 00 05 00 "
         BARE_ACTION("02")
         " 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxaction_group_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -304,7 +258,7 @@ TEST(KxactionGroupRecord, TwoUsedSlotsFillOnlyTheHolesBeforeEach) {
         "04 02 AC DC 30 37 0C 01 67"
         " 30 2E 05 00 " BARE_ACTION("01") "05 00 " BARE_ACTION("02")
         " 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 }
 
 TEST(KxactionGroupRecord, MoreThan32ElementsFillSlots0To31AndDropTheRest) {
@@ -325,7 +279,7 @@ TEST(KxactionGroupRecord, MoreThan32ElementsFillSlots0To31AndDropTheRest) {
     expect_bare_action(out.actions[0], 1);
     for (int i = 1; i < 31; ++i) EXPECT_EQ(out.actions[i], nullptr) << "slot " << i;
     expect_bare_action(out.actions[31], 2);
-    expect_empty_attrlist(out.attrlist);
+    expect_attrs_empty(out.attrlist);
     qbAsnFreeObj(out);  // the dropped action was never allocated (the leak check sees to it)
 }
 
@@ -353,8 +307,8 @@ TEST(KxactionGroupRecord, LcsFormGivesTheSameBytesForAscii) {
     kxaction_group_s_t in{};
     in.name = const_cast<char*>("group");
     in.actions[2] = &action;
-    const auto plain = encoded(in);
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(plain));
+    const auto plain = encode(in);
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(plain));
 
     kxaction_group_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -404,9 +358,10 @@ TEST(KxactionGroupRecord, ReflectionShowsThe32Slots) {
     EXPECT_EQ(info.fields[2].kind, qb_field_record);
 }
 
-// Every allocation of an encode and of a decode fails once in turn: the status
-// is 0 or the memory code, a failed decode leaves a record qbAsnFreeObj can
-// release, and the slot walker's own failures name this group's source file.
+// Every allocation of an encode and of a decode fails once in turn (the
+// sweeps of support/record_test.h): each run that takes the failure returns
+// the memory code, a failed decode leaves a record qbAsnFreeObj can release,
+// and the slot walker's own failures name this group's source file.
 TEST(KxactionGroupRecord, AllocationFailuresReportTheMemoryCodeAndLeakNothing) {
     kxaction_s_t a = bare_action(1);
     kxaction_s_t b{2, const_cast<char*>("b"), const_cast<char*>("bee"), nullptr, 0, 0, {0, nullptr}};
@@ -414,58 +369,19 @@ TEST(KxactionGroupRecord, AllocationFailuresReportTheMemoryCodeAndLeakNothing) {
     in.name = const_cast<char*>("g");
     in.actions[1] = &a;
     in.actions[4] = &b;
-    const auto good = encoded(in);
+    const auto good = encode(in);
     ASSERT_FALSE(good.empty());
 
-    std::string messages;
-    bool encode_done = false;
-    for (long n = 0; n < 100000 && !encode_done; ++n) {
-        qb_asn_buffer_t out{0, nullptr};
-        unsigned int rc = 0;
-        testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnEncodeObj(out, in);
-            encode_done = qb_test::fail_after::armed();
-        }
-        messages += testing::internal::GetCapturedStderr();
-        if (rc == 0) {
-            EXPECT_EQ(to_hex(std::vector<unsigned char>(out.data, out.data + out.length)), to_hex(good));
-            qb_asn_buffer_free(out);
-        } else {
-            EXPECT_EQ(rc, 0x10652065U) << "allocation " << n;
-        }
-    }
-    EXPECT_TRUE(encode_done);
-
-    bool decode_done = false;
-    for (long n = 0; n < 100000 && !decode_done; ++n) {
-        kxaction_group_s_t out;
-        std::memset(&out, 0, sizeof out);
-        std::vector<unsigned char> copy = good;
-        qb_asn_buffer_t buf{static_cast<unsigned int>(copy.size()), copy.data()};
-        unsigned int rc = 0;
-        testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(buf, out);
-            decode_done = qb_test::fail_after::armed();
-        }
-        messages += testing::internal::GetCapturedStderr();
-        if (rc == 0) {
-            EXPECT_STREQ(out.name, "g");
-            expect_bare_action(out.actions[1], 1);
-            ASSERT_NE(out.actions[4], nullptr);
-            EXPECT_STREQ(out.actions[4]->name, "bee");
-        } else {
-            EXPECT_EQ(rc, 0x10652065U) << "allocation " << n;
-        }
-        qbAsnFreeObj(out);
-    }
-    EXPECT_TRUE(decode_done);
-    EXPECT_NE(messages.find("Exception: ASN: Memory error [10652065] in base_idls/actionidl_asn at line "),
-              std::string::npos)
-        << messages;
+    constexpr long kSweepLimit = 100000;
+    const sweep_result encoded = sweep_encode(in, good, kSweepLimit);
+    const sweep_result decoded = sweep_decode<kxaction_group_s_t>(good, kSweepLimit, [](const kxaction_group_s_t& out) {
+        EXPECT_STREQ(out.name, "g");
+        expect_bare_action(out.actions[1], 1);
+        ASSERT_NE(out.actions[4], nullptr);
+        EXPECT_STREQ(out.actions[4]->name, "bee");
+    });
+    const char* const group_error = "Exception: ASN: Memory error [10652065] in base_idls/actionidl_asn at line ";
+    EXPECT_TRUE(encoded.some_run_printed(group_error) || decoded.some_run_printed(group_error));
 }
 
 // ---- kxaction_groups_t ----
@@ -482,8 +398,8 @@ TEST(KxactionGroupsRecord, GroupInSlotOneHoldingAnActionInSlotZero) {
         " 30 22 05 00"
         "   30 1E 0C 01 67 30 15 " BARE_ACTION("01") "30 02 30 00"
         " 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxaction_groups_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -493,9 +409,9 @@ TEST(KxactionGroupsRecord, GroupInSlotOneHoldingAnActionInSlotZero) {
     EXPECT_STREQ(out.groups[1]->name, "g");
     expect_bare_action(out.groups[1]->actions[0], 1);
     for (int i = 1; i < 32; ++i) EXPECT_EQ(out.groups[1]->actions[i], nullptr) << "action slot " << i;
-    expect_empty_attrlist(out.groups[1]->attrlist);
+    expect_attrs_empty(out.groups[1]->attrlist);
     for (int i = 2; i < 32; ++i) EXPECT_EQ(out.groups[i], nullptr) << "group slot " << i;
-    expect_empty_attrlist(out.attrlist);
+    expect_attrs_empty(out.attrlist);
     qbAsnFreeObj(out);
 
     kxaction_groups_s_t lcs_out;
@@ -514,7 +430,7 @@ TEST(KxactionGroupsRecord, NoGroupsEncodesAnEmptyArrayAndDecodesTo32NullSlots) {
     const auto expected = hex(
         "04 02 AC DC 30 18 30 00"
         " 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxaction_groups_s_t out;
     std::memset(&out, 0, sizeof out);

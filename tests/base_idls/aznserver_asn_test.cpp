@@ -14,7 +14,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -23,100 +22,33 @@
 #include "base_idls/aznserver_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
-
-// ---- operator new through malloc ----
-// Record elements are created with new (std::nothrow); routing new through
-// malloc lets the sweeps fail those allocations too, in every build.
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+#include "support/record_test.h"
 
 namespace {
 
-using bytes_t = std::vector<unsigned char>;
+using qb_test::attrs_k;
+using qb_test::bytes_t;
+using qb_test::decode_zeroed;
+using qb_test::encode;
+using qb_test::expect_attrs_empty;
+using qb_test::expect_attrs_k;
+using qb_test::round_trip;
+using qb_test::sweep_decode;
+using qb_test::sweep_encode;
+using qb_test::sweep_result;
+using qb_test::text;
 
 // ---- expected bytes, written out ----
+// (ENVELOPE, ATTRS_K and ATTRS_EMPTY: support/record_test.h)
 
-#define ENVELOPE "04 02 AC DC "
-// attrlist_t { attr "k" { value 1, "v", 01 } }
-#define ATTRS_K "30 14 30 12 30 10 0C 01 6B 30 0B 30 09 02 01 01 0C 01 76 04 01 01"
 // attrlist_t { attr "z" { } }
 #define ATTRS_Z "30 09 30 07 30 05 0C 01 7A 30 00"
-#define ATTRS_EMPTY "30 02 30 00"
 // kxprincipal_chain_t "ch" with no principals
 #define CHAIN_EMPTY "30 06 0C 02 63 68 30 00"
 // kxprincipal_chain_t "ch" with the principal { 7, -, -1, - }
 #define CHAIN_ONE "30 0E 0C 02 63 68 30 08 30 06 02 01 07 02 01 FF"
 
 // ---- helpers ----
-
-char* text(const char* s) { return const_cast<char*>(s); }
-
-// encode: the bytes of qbAsnEncodeObj (or the LCS form); the buffer is freed.
-template <class Flat>
-bytes_t encode(Flat& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0x00000000U);
-    bytes_t b;
-    if (out.data != nullptr) b.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return b;
-}
-
-// decode: qbAsnDecodeObj (or the LCS form) of `b` into the zeroed record `r`.
-template <class Flat>
-unsigned int decode(const bytes_t& b, Flat& r, bool lcs = false) {
-    std::memset(&r, 0, sizeof r);
-    bytes_t copy = b;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// round_trip: `r` encodes to `expected` in both forms; decoding those bytes in
-// both forms gives a record that `check` accepts and that encodes to the same
-// bytes again; every decoded record is freed.
-template <class Flat, class Check>
-void round_trip(Flat& r, const char* expected, Check check) {
-    const bytes_t want = hex(expected);
-    EXPECT_EQ(encode(r), want);
-    EXPECT_EQ(encode(r, true), want);
-    for (bool lcs : {false, true}) {
-        SCOPED_TRACE(lcs ? "LCS form" : "plain form");
-        Flat out;
-        ASSERT_EQ(decode(want, out, lcs), 0x00000000U);
-        check(out);
-        EXPECT_EQ(encode(out, lcs), want);
-        qbAsnFreeObj(out);
-    }
-}
-
-// expect_attrs_k: the decoded list is ATTRS_K.
-void expect_attrs_k(const attrlist_s_t& l) {
-    ASSERT_EQ(l.count, 1U);
-    ASSERT_NE(l.attrs, nullptr);
-    EXPECT_STREQ(l.attrs[0].name, "k");
-    ASSERT_EQ(l.attrs[0].count, 1U);
-    ASSERT_NE(l.attrs[0].values, nullptr);
-    const value_s_t& v = l.attrs[0].values[0];
-    EXPECT_EQ(v.number, 1);
-    EXPECT_STREQ(v.text, "v");
-    ASSERT_EQ(v.length, 1U);
-    ASSERT_NE(v.bytes, nullptr);
-    EXPECT_EQ(v.bytes[0], 0x01);
-}
 
 // expect_attrs_z: the decoded list is ATTRS_Z.
 void expect_attrs_z(const attrlist_s_t& l) {
@@ -125,11 +57,6 @@ void expect_attrs_z(const attrlist_s_t& l) {
     EXPECT_STREQ(l.attrs[0].name, "z");
     EXPECT_EQ(l.attrs[0].count, 0U);
     EXPECT_EQ(l.attrs[0].values, nullptr);
-}
-
-void expect_attrs_empty(const attrlist_s_t& l) {
-    EXPECT_EQ(l.count, 0U);
-    EXPECT_EQ(l.attrs, nullptr);
 }
 
 void expect_chain_empty(const kxprincipal_chain_s_t& c) {
@@ -150,13 +77,6 @@ void expect_chain_one(const kxprincipal_chain_s_t& c) {
 }
 
 // Lists and chains to encode (static storage: the encoders only read them).
-attrlist_s_t attrs_k() {
-    static unsigned char one[1] = {0x01};
-    static value_s_t value{1, text("v"), 1, one};
-    static attr_s_t attr{text("k"), 1, &value};
-    return attrlist_s_t{1, &attr};
-}
-
 attrlist_s_t attrs_z() {
     static attr_s_t attr{text("z"), 0, nullptr};
     return attrlist_s_t{1, &attr};
@@ -420,7 +340,7 @@ TEST(AznDecisionExtIn, two_attribute_lists_in_order) {
     // Swapped lists give other bytes and come back swapped.
     azn_decision_ext_in_s_t swapped{chain_empty(), text("o"), text("r"), attrs_z(), attrs_k()};
     azn_decision_ext_in_s_t out;
-    ASSERT_EQ(decode(encode(swapped), out), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(encode(swapped), out), 0x00000000U);
     expect_attrs_z(out.attrs1);
     expect_attrs_k(out.attrs2);
     qbAsnFreeObj(out);
@@ -429,7 +349,7 @@ TEST(AznDecisionExtIn, two_attribute_lists_in_order) {
 // Freeing: the chain first, then the texts in order, then each attribute list in order.
 TEST(AznDecisionExtIn, free_releases_chain_texts_then_lists) {
     azn_decision_ext_in_s_t o;
-    ASSERT_EQ(decode(hex(DECISION_IN), o), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(DECISION_IN), o), 0x00000000U);
     const std::vector<void*> want = {
         o.caller.name,
         o.text1,
@@ -568,71 +488,7 @@ TEST(AznserverReflection, kinds_and_offsets) {
 
 constexpr long kSweepLimit = 4000;
 
-template <class Flat>
-void sweep_encode(Flat& rec, const bytes_t& want) {
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        qb_asn_buffer_t out{0, nullptr};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnEncodeObj(out, rec);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            EXPECT_EQ(out.data != nullptr ? bytes_t(out.data, out.data + out.length) : bytes_t{}, want);
-            qb_asn_buffer_free(out);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_EQ(out.data, nullptr);
-        EXPECT_NE(err.find("[10652065]"), std::string::npos) << err;
-        qb_asn_buffer_free(out);
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-}
-
-// sweep_decode: returns every stderr text the failing runs printed.
-template <class Flat>
-std::string sweep_decode(const bytes_t& b) {
-    std::string all;
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        Flat r;
-        std::memset(&r, 0, sizeof r);
-        bytes_t copy = b;
-        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(in, r);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            EXPECT_EQ(encode(r), b);
-            qbAsnFreeObj(r);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_NE(err.find("[10652065]"), std::string::npos) << err;
-        all += err;
-        qbAsnFreeObj(r);  // partly filled: must be freeable (LeakSanitizer checks the rest)
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-    return all;
-}
+// The sweeps: support/record_test.h.
 
 // The service array is this group's own: its failures name base_idls/aznserver_asn.
 TEST(AznserverOutOfMemory, server_init) {
@@ -640,19 +496,19 @@ TEST(AznserverOutOfMemory, server_init) {
     aznadmsvc_s_t svc[2] = {{text("adm"), 1, texts}, {text("b"), 0, nullptr}};
     aznserver_init_s_t r{text("srv"), 1, 2, 3, 4, 2, svc, attrs_k()};
     const bytes_t want = encode(r);
-    sweep_encode(r, want);
-    const std::string err = sweep_decode<aznserver_init_s_t>(want);
-    EXPECT_NE(err.find("Exception: ASN: Memory error [10652065] in base_idls/aznserver_asn"), std::string::npos);
+    sweep_encode(r, want, kSweepLimit);
+    const sweep_result decoded = sweep_decode<aznserver_init_s_t>(want, kSweepLimit);
+    EXPECT_TRUE(decoded.some_run_printed("Exception: ASN: Memory error [10652065] in base_idls/aznserver_asn"));
 }
 
 // Failures inside the embedded chain name the chain's own source file.
 TEST(AznserverOutOfMemory, decision_request) {
     azn_decision_ext_in_s_t r{chain_one(), text("o"), text("r"), attrs_k(), attrs_z()};
     const bytes_t want = encode(r);
-    sweep_encode(r, want);
-    const std::string err = sweep_decode<azn_decision_ext_in_s_t>(want);
-    EXPECT_NE(err.find("Exception: ASN: Memory error [10652065] in base_idls/principal_asn"), std::string::npos);
-    EXPECT_NE(err.find("Exception: ASN: Memory error [10652065] in base_idls/attrlist_asn"), std::string::npos);
+    sweep_encode(r, want, kSweepLimit);
+    const sweep_result decoded = sweep_decode<azn_decision_ext_in_s_t>(want, kSweepLimit);
+    EXPECT_TRUE(decoded.some_run_printed("Exception: ASN: Memory error [10652065] in base_idls/principal_asn"));
+    EXPECT_TRUE(decoded.some_run_printed("Exception: ASN: Memory error [10652065] in base_idls/attrlist_asn"));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -12,64 +11,16 @@
 #include "asn1/asn1.h"
 #include "base_idls/kxaclobjs_asn.h"
 #include "support/hex.h"
+#include "support/record_test.h"
 
 namespace {
 
-std::string to_hex(const std::vector<unsigned char>& bytes) {
-    std::string s;
-    char pair[4];
-    for (unsigned char b : bytes) {
-        std::snprintf(pair, sizeof pair, "%02X ", b);
-        s += pair;
-    }
-    return s;
-}
-
-// encoded: the bytes of qbAsnEncodeObj (or the LCS form); status must be 0.
-template <class R>
-std::vector<unsigned char> encoded(R& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0x00000000U);
-    std::vector<unsigned char> v;
-    if (out.data != nullptr) v.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return v;
-}
-
-// decode: qbAsnDecodeObj (or the LCS form) from a copy of `bytes`.
-template <class R>
-unsigned int decode(const std::vector<unsigned char>& bytes, R& r, bool lcs = false) {
-    std::vector<unsigned char> copy = bytes;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// One attribute "a" holding the value {1, "x", 01}; 22 bytes on the wire:
-// 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01
-struct one_attr {
-    unsigned char byte = 0x01;
-    value_s_t value{1, const_cast<char*>("x"), 1, &byte};
-    attr_s_t attr{const_cast<char*>("a"), 1, &value};
-    attrlist_s_t list{1, &attr};
-};
-
-void expect_one_attr(const attrlist_s_t& l) {
-    ASSERT_EQ(l.count, 1U);
-    ASSERT_NE(l.attrs, nullptr);
-    EXPECT_STREQ(l.attrs[0].name, "a");
-    ASSERT_EQ(l.attrs[0].count, 1U);
-    ASSERT_NE(l.attrs[0].values, nullptr);
-    EXPECT_EQ(l.attrs[0].values[0].number, 1);
-    EXPECT_STREQ(l.attrs[0].values[0].text, "x");
-    ASSERT_EQ(l.attrs[0].values[0].length, 1U);
-    EXPECT_EQ(l.attrs[0].values[0].bytes[0], 0x01);
-}
-
-void expect_empty_attrlist(const attrlist_s_t& l) {
-    EXPECT_EQ(l.count, 0U);
-    EXPECT_EQ(l.attrs, nullptr);
-}
+using qb_test::decode;
+using qb_test::encode;
+using qb_test::expect_attrs_empty;
+using qb_test::expect_one_attr;
+using qb_test::one_attr;
+using qb_test::to_hex;
 
 }  // namespace
 
@@ -79,8 +30,8 @@ TEST(KxattrRecord, EncodesNameAndTextValuesAndDecodesBack) {
     char* values[2] = {const_cast<char*>("v1"), const_cast<char*>("v2")};
     kxattr_s_t in{const_cast<char*>("n"), 2, values};
     const auto expected = hex("04 02 AC DC 30 0D 0C 01 6E 30 08 0C 02 76 31 0C 02 76 32");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxattr_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -90,7 +41,7 @@ TEST(KxattrRecord, EncodesNameAndTextValuesAndDecodesBack) {
     ASSERT_NE(out.values, nullptr);
     EXPECT_STREQ(out.values[0], "v1");
     EXPECT_STREQ(out.values[1], "v2");
-    EXPECT_EQ(to_hex(encoded(out)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(out)), to_hex(expected));
     qbAsnFreeObj(out);
 
     kxattr_s_t lcs_out;
@@ -105,7 +56,7 @@ TEST(KxattrRecord, EncodesNameAndTextValuesAndDecodesBack) {
 TEST(KxattrRecord, NoValuesEncodesAnEmptyListAndDecodesToCountZeroAndNull) {
     kxattr_s_t in{const_cast<char*>("n"), 0, nullptr};
     const auto expected = hex("04 02 AC DC 30 05 0C 01 6E 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxattr_s_t out;
     std::memset(&out, 0x5A, sizeof out);  // get_value clears the record itself
@@ -120,7 +71,7 @@ TEST(KxattrRecord, NullNameAndNullValueTravelAsEmptyTexts) {
     char* values[1] = {nullptr};
     kxattr_s_t in{nullptr, 1, values};
     const auto expected = hex("04 02 AC DC 30 06 0C 00 30 02 0C 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxattr_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -162,8 +113,8 @@ TEST(KxextattrRecord, EncodesTheAttributesThenTheAttributeList) {
         "   30 0D 0C 01 6E 30 08 0C 02 76 31 0C 02 76 32"
         "   30 04 0C 00 30 00"
         " 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxextattr_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -177,8 +128,8 @@ TEST(KxextattrRecord, EncodesTheAttributesThenTheAttributeList) {
     EXPECT_STREQ(out.attrs[1].name, "");
     EXPECT_EQ(out.attrs[1].count, 0U);
     EXPECT_EQ(out.attrs[1].values, nullptr);
-    expect_empty_attrlist(out.attrlist);
-    EXPECT_EQ(to_hex(encoded(out)), to_hex(expected));
+    expect_attrs_empty(out.attrlist);
+    EXPECT_EQ(to_hex(encode(out)), to_hex(expected));
     qbAsnFreeObj(out);
 }
 
@@ -188,7 +139,7 @@ TEST(KxextattrRecord, EmptyListsAndAnAttributeList) {
     const auto expected = hex(
         "04 02 AC DC 30 18 30 00"
         " 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxextattr_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -224,8 +175,8 @@ TEST(KxexternAuthRecord, EncodesFourTextsAndDecodesBack) {
         " 0C 09 6C 69 62 65 78 74 2E 73 6F"
         " 0C 09 61 75 74 68 6F 72 69 7A 65"
         " 0C 02 2D 76");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxextern_auth_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -240,8 +191,8 @@ TEST(KxexternAuthRecord, EncodesFourTextsAndDecodesBack) {
 TEST(KxexternAuthRecord, FourNullStringsEncodeFourEmptyTextsAndDecodeToEmptyStrings) {
     kxextern_auth_s_t in{nullptr, nullptr, nullptr, nullptr};
     const auto expected = hex("04 02 AC DC 30 08 0C 00 0C 00 0C 00 0C 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxextern_auth_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -272,8 +223,8 @@ TEST(KxauthznDbRecord, EncodesThreeIntegersAndTheAttributeList) {
         "04 02 AC DC 30 22"
         " 02 01 01 02 01 02 02 04 7F FF FF FF"
         " 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxauthzn_db_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -288,7 +239,7 @@ TEST(KxauthznDbRecord, EncodesThreeIntegersAndTheAttributeList) {
 TEST(KxauthznDbRecord, EmptyAttributeList) {
     kxauthzn_db_s_t in{0, -1, 128, {0, nullptr}};
     const auto expected = hex("04 02 AC DC 30 0E 02 01 00 02 01 FF 02 02 00 80 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxauthzn_db_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -296,7 +247,7 @@ TEST(KxauthznDbRecord, EmptyAttributeList) {
     EXPECT_EQ(out.version, 0);
     EXPECT_EQ(out.revision, -1);
     EXPECT_EQ(out.flags, 128);
-    expect_empty_attrlist(out.attrlist);
+    expect_attrs_empty(out.attrlist);
     qbAsnFreeObj(out);
 }
 

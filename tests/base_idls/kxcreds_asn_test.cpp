@@ -12,39 +12,21 @@
 #include "base_idls/kxcreds_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
+#include "support/record_test.h"
 
 namespace {
 
-using bytes = std::vector<unsigned char>;
+using bytes = qb_test::bytes_t;
+using qb_test::block_of;
+using qb_test::concat;
+using qb_test::decode;
+using qb_test::encode;
+using qb_test::expect_text;
+using qb_test::sweep_decode;
+using qb_test::sweep_result;
+using qb_test::text;
 
 // ---- helpers ----
-
-template <class Flat>
-bytes encode(Flat& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0u);
-    bytes v;
-    if (out.data != nullptr) v.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return v;
-}
-
-template <class Flat>
-unsigned int decode(bytes in_bytes, Flat& r, bool lcs = false) {
-    qb_asn_buffer_t in{static_cast<unsigned int>(in_bytes.size()), in_bytes.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-std::string text_of(const char* s) { return s == nullptr ? std::string() : std::string(s); }
-
-bytes block_of(const unsigned char* p, unsigned int n) { return n == 0 ? bytes() : bytes(p, p + n); }
-
-// A decoded text is never null: null and "" both come back as "".
-void expect_text(const char* want, const char* got) {
-    ASSERT_NE(got, nullptr);
-    EXPECT_EQ(text_of(want), std::string(got));
-}
 
 void expect_attrlist(const attrlist_s_t& want, const attrlist_s_t& got) {
     ASSERT_EQ(want.count, got.count);
@@ -104,8 +86,6 @@ void expect_chain(const kxprincipal_chain_s_t& want, const kxprincipal_chain_s_t
     }
 }
 
-char* v(const char* s) { return const_cast<char*>(s); }
-
 // The small fixtures of the expected-bytes tests:
 //   attribute list: one attribute "g" with one value {1, "t", AA}
 //     30 14  30 12  30 10  0C 01 67  30 0B  30 09  02 01 01  0C 01 74  04 01 AA
@@ -113,43 +93,38 @@ char* v(const char* s) { return const_cast<char*>(s); }
 //     30 0E  0C 02 63 68  30 08  30 06  02 01 05  02 01 06
 struct small_fixture {
     unsigned char aa[1] = {0xAA};
-    value_s_t values[1] = {{1, v("t"), 1, aa}};
-    attr_s_t attrs[1] = {{v("g"), 1, values}};
+    value_s_t values[1] = {{1, text("t"), 1, aa}};
+    attr_s_t attrs[1] = {{text("g"), 1, values}};
     attrlist_s_t attrlist{1, attrs};
     kxprincipal_s_t principal{5, nullptr, 6, nullptr};
     kxprincipal_s_t* principals[1] = {&principal};
-    kxprincipal_chain_s_t chain{v("ch"), 1, principals};
+    kxprincipal_chain_s_t chain{text("ch"), 1, principals};
 };
 
 const char* const kAttrlistHex = "30 14  30 12  30 10  0C 01 67  30 0B  30 09  02 01 01  0C 01 74  04 01 AA";
 const char* const kChainHex = "30 0E  0C 02 63 68  30 08  30 06  02 01 05  02 01 06";
 
-bytes concat(std::initializer_list<bytes> parts) {
-    bytes out;
-    for (const bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-    return out;
-}
-
 // A richer chain: a principal with an identity (holding one further
 // identity) and an attribute list, and a second principal with neither.
 struct rich_fixture {
     unsigned char bytes1[3] = {0x01, 0x02, 0x03};
-    value_s_t values[2] = {{-1, v("first"), 3, bytes1}, {0x7FFFFFFF, nullptr, 0, nullptr}};
-    attr_s_t attrs[2] = {{v("a1"), 2, values}, {v("a2"), 0, nullptr}};
+    value_s_t values[2] = {{-1, text("first"), 3, bytes1}, {0x7FFFFFFF, nullptr, 0, nullptr}};
+    attr_s_t attrs[2] = {{text("a1"), 2, values}, {text("a2"), 0, nullptr}};
     attrlist_s_t attrlist{2, attrs};
-    sec_id_t others[1] = {{{0x11223344, 0x5566, 0x7788, 0x99, 0xAA, {1, 2, 3, 4, 5, 6}}, v("other")}};
-    sec_id_pa_t identity{{{0xFFFFFFFF, 0xFFFF, 0x0001, 0x80, 0x7F, {0xFF, 0, 0xFF, 0, 0xFF, 0}}, v("me")}, 1, others};
+    sec_id_t others[1] = {{{0x11223344, 0x5566, 0x7788, 0x99, 0xAA, {1, 2, 3, 4, 5, 6}}, text("other")}};
+    sec_id_pa_t identity{
+        {{0xFFFFFFFF, 0xFFFF, 0x0001, 0x80, 0x7F, {0xFF, 0, 0xFF, 0, 0xFF, 0}}, text("me")}, 1, others};
     kxprincipal_s_t p1{1, &identity, 2, &attrlist};
     kxprincipal_s_t p2{3, nullptr, 4, nullptr};
     kxprincipal_s_t* principals[2] = {&p1, &p2};
-    kxprincipal_chain_s_t chain{v("chain"), 2, principals};
+    kxprincipal_chain_s_t chain{text("chain"), 2, principals};
 };
 
 // ---- azn_creds_mod_in_s_t ----
 
 TEST(AznCredsModIn, RoundTripMatchesExpectedBytes) {
     small_fixture f;
-    azn_creds_mod_in_s_t in{v("svc"), f.attrlist, f.chain};
+    azn_creds_mod_in_s_t in{text("svc"), f.attrlist, f.chain};
     const bytes want = concat({hex("04 02 AC DC  30 2B  0C 03 73 76 63"), hex(kAttrlistHex), hex(kChainHex)});
     EXPECT_EQ(encode(in), want);
     azn_creds_mod_in_s_t got{};
@@ -162,7 +137,7 @@ TEST(AznCredsModIn, RoundTripMatchesExpectedBytes) {
 
 TEST(AznCredsModIn, LcsFormGivesTheSameBytesForAscii) {
     rich_fixture f;
-    azn_creds_mod_in_s_t in{v("svc"), f.attrlist, f.chain};
+    azn_creds_mod_in_s_t in{text("svc"), f.attrlist, f.chain};
     EXPECT_EQ(encode(in, true), encode(in));
     azn_creds_mod_in_s_t got{};
     ASSERT_EQ(decode(encode(in), got, true), 0u);
@@ -174,7 +149,7 @@ TEST(AznCredsModIn, LcsFormGivesTheSameBytesForAscii) {
 
 TEST(AznCredsModIn, RichChainSurvivesARoundTrip) {
     rich_fixture f;
-    azn_creds_mod_in_s_t in{v("service"), f.attrlist, f.chain};
+    azn_creds_mod_in_s_t in{text("service"), f.attrlist, f.chain};
     const bytes first = encode(in);
     azn_creds_mod_in_s_t got{};
     ASSERT_EQ(decode(first, got), 0u);
@@ -232,34 +207,11 @@ TEST(AznCredsModIn, TypeNameIsCutTo16Characters) {
 
 TEST(AznCredsModIn, AllocationFailureAtEveryStepOfADecodeLeaksNothing) {
     rich_fixture f;
-    azn_creds_mod_in_s_t in{v("svc"), f.attrlist, f.chain};
+    azn_creds_mod_in_s_t in{text("svc"), f.attrlist, f.chain};
     const bytes input = encode(in);
-    bool succeeded = false;
-    int failures = 0;
-    for (long n = 0; n < 1000 && !succeeded; ++n) {
-        SCOPED_TRACE(n);
-        azn_creds_mod_in_s_t got{};
-        bytes copy = input;
-        qb_asn_buffer_t buf{static_cast<unsigned int>(copy.size()), copy.data()};
-        testing::internal::CaptureStderr();
-        unsigned int rc;
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(buf, got);
-        }
-        const std::string err = testing::internal::GetCapturedStderr();
-        if (rc == 0) {
-            succeeded = true;
-            expect_chain(in.creds, got.creds);
-        } else {
-            ++failures;
-            EXPECT_EQ(rc, 0x10652065u);
-            EXPECT_NE(err.find("[10652065]"), std::string::npos) << err;
-        }
-        qbAsnFreeObj(got);  // freeable whatever the failure left
-    }
-    EXPECT_TRUE(succeeded);
-    EXPECT_GE(failures, 20);
+    const sweep_result decoded = sweep_decode<azn_creds_mod_in_s_t>(
+        input, 1000, [&](const azn_creds_mod_in_s_t& got) { expect_chain(in.creds, got.creds); });
+    EXPECT_GE(decoded.failures, 20);
 }
 
 // ---- azn_creds_mod_out_s_t ----
@@ -312,7 +264,7 @@ TEST(AznCredsModOut, TypeNameIsCutTo16Characters) {
 
 TEST(AznGetEntitlementsIn, RoundTripMatchesExpectedBytes) {
     small_fixture f;
-    azn_get_entitlements_in_s_t in{v("svc"), f.attrlist, f.chain};
+    azn_get_entitlements_in_s_t in{text("svc"), f.attrlist, f.chain};
     // The same members as the credential-modification request: the same bytes.
     const bytes want = concat({hex("04 02 AC DC  30 2B  0C 03 73 76 63"), hex(kAttrlistHex), hex(kChainHex)});
     EXPECT_EQ(encode(in), want);

@@ -13,7 +13,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -22,82 +21,17 @@
 #include "base_idls/kxobj_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QB_KXOBJ_LSAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QB_KXOBJ_LSAN 1
-#endif
-#endif
-
-#if defined(QB_KXOBJ_LSAN)
-#include <sanitizer/lsan_interface.h>
-#endif
-
-// ---- operator new through malloc ----
-// Record elements are created with new (std::nothrow); routing new through
-// malloc lets the sweeps fail those allocations too, in every build.
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+#include "support/record_test.h"
 
 namespace {
 
-using bytes_t = std::vector<unsigned char>;
-
-// ---- helpers ----
-
-// encode: the bytes of qbAsnEncodeObj (or the LCS form); the buffer is freed.
-template <class Flat>
-bytes_t encode(Flat& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0x00000000U);
-    bytes_t b;
-    if (out.data != nullptr) b.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return b;
-}
-
-// decode: qbAsnDecodeObj (or the LCS form) of `b` into the zeroed record `r`.
-template <class Flat>
-unsigned int decode(const bytes_t& b, Flat& r, bool lcs = false) {
-    std::memset(&r, 0, sizeof r);
-    bytes_t copy = b;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// dump_names: the type name at the start of each line of display_state_flags,
-// with its indentation kept ("  INTEGER").
-std::vector<std::string> dump_names(const qb_asn_object& o) {
-    qb_buffer_t b(security_off);
-    o.display_state_flags(b, 0);
-    const std::string text(reinterpret_cast<const char*>(b.data), b.length());
-    std::vector<std::string> names;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) end = text.size();
-        const std::string line = text.substr(start, end - start);
-        names.push_back(line.substr(0, line.find('(')));
-        start = end + 1;
-    }
-    return names;
-}
+using qb_test::bytes_t;
+using qb_test::decode_zeroed;
+using qb_test::dump_names;
+using qb_test::encode;
+using qb_test::LeakChecked;
+using qb_test::sweep_decode;
+using qb_test::sweep_encode;
 
 // A buffer that is not an envelope of version 2 never reaches get_value.
 constexpr int kSentinel = 0x5A5A5A5A;
@@ -105,19 +39,7 @@ constexpr int kSentinel = 0x5A5A5A5A;
 // ---- leak check per test ----
 
 // In the sanitizer build every test ends with a leak check, so a leak is
-// charged to the test that made it (after the first finding the check stops;
-// the check at exit still reports everything).
-class LeakChecked : public ::testing::Test {
-protected:
-    void TearDown() override {
-#if defined(QB_KXOBJ_LSAN)
-        static bool leaked_before = false;
-        if (leaked_before) return;
-        leaked_before = __lsan_do_recoverable_leak_check() != 0;
-        EXPECT_FALSE(leaked_before) << "blocks leaked in this test (report above)";
-#endif
-    }
-};
+// charged to the test that made it (support/leak_check.h).
 
 class AsnKxobj : public LeakChecked {};
 class AsnKxobjList : public LeakChecked {};
@@ -159,7 +81,7 @@ TEST_F(AsnKxobj, encodes_name_integers_and_value) {
 
 TEST_F(AsnKxobj, decodes_name_integers_and_value) {
     kxobj_t r;
-    ASSERT_EQ(decode(hex(kObject), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kObject), r), 0x00000000U);
     expect_object_fields(r);
     qbAsnFreeObj(r);
 }
@@ -168,14 +90,14 @@ TEST_F(AsnKxobj, lcs_form_gives_the_same_bytes_and_fields) {
     object_fixture f;
     EXPECT_EQ(encode(f.rec, true), hex(kObject));
     kxobj_t r;
-    ASSERT_EQ(decode(hex(kObject), r, true), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kObject), r, true), 0x00000000U);
     expect_object_fields(r);
     qbAsnFreeObj(r);
 }
 
 TEST_F(AsnKxobj, decoded_record_encodes_to_the_same_bytes) {
     kxobj_t r;
-    ASSERT_EQ(decode(hex(kObject), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kObject), r), 0x00000000U);
     EXPECT_EQ(encode(r), hex(kObject));
     qbAsnFreeObj(r);
 }
@@ -186,7 +108,7 @@ TEST_F(AsnKxobj, null_name_and_empty_value) {
     EXPECT_EQ(encode(r), expected);
 
     kxobj_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     ASSERT_NE(d.name, nullptr);
     EXPECT_STREQ(d.name, "");
     EXPECT_EQ(d.number1, 0);
@@ -273,7 +195,7 @@ TEST_F(AsnKxobjList, encodes_objects_then_attributes) {
 
 TEST_F(AsnKxobjList, decodes_objects_then_attributes) {
     kxobj_list_s_t r;
-    ASSERT_EQ(decode(hex(kObjectList), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kObjectList), r), 0x00000000U);
     expect_object_list_fields(r);
     qbAsnFreeObj(r);
 }
@@ -282,14 +204,14 @@ TEST_F(AsnKxobjList, lcs_form_gives_the_same_bytes_and_fields) {
     object_list_fixture f;
     EXPECT_EQ(encode(f.rec, true), hex(kObjectList));
     kxobj_list_s_t r;
-    ASSERT_EQ(decode(hex(kObjectList), r, true), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kObjectList), r, true), 0x00000000U);
     expect_object_list_fields(r);
     qbAsnFreeObj(r);
 }
 
 TEST_F(AsnKxobjList, decoded_record_encodes_to_the_same_bytes) {
     kxobj_list_s_t r;
-    ASSERT_EQ(decode(hex(kObjectList), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kObjectList), r), 0x00000000U);
     EXPECT_EQ(encode(r), hex(kObjectList));
     qbAsnFreeObj(r);
 }
@@ -299,7 +221,7 @@ TEST_F(AsnKxobjList, empty_lists) {
     const bytes_t expected = hex("04 02 AC DC 30 06 30 00 30 02 30 00");
     EXPECT_EQ(encode(r), expected);
     kxobj_list_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     EXPECT_EQ(d.count, 0U);
     EXPECT_EQ(d.objects, nullptr);
     EXPECT_EQ(d.attrs.count, 0U);
@@ -317,7 +239,7 @@ TEST_F(AsnKxobjList, object_element_of_wrong_shape_is_refused_and_record_stays_f
         "   30 05 0C 00 02 01 00"
         " 30 02 30 00");
     kxobj_list_s_t d;
-    EXPECT_EQ(decode(b, d), 0x10652198U);
+    EXPECT_EQ(decode_zeroed(b, d), 0x10652198U);
     qbAsnFreeObj(d);
 }
 
@@ -365,7 +287,7 @@ TEST_F(AsnKxobjNameList, decodes_names_then_attributes) {
     for (bool lcs : {false, true}) {
         SCOPED_TRACE(lcs ? "LCS form" : "plain form");
         kxobj_name_list_s_t r;
-        ASSERT_EQ(decode(hex(kNameList), r, lcs), 0x00000000U);
+        ASSERT_EQ(decode_zeroed(hex(kNameList), r, lcs), 0x00000000U);
         ASSERT_EQ(r.count, 2U);
         ASSERT_NE(r.names, nullptr);
         EXPECT_STREQ(r.names[0], "x");
@@ -384,7 +306,7 @@ TEST_F(AsnKxobjNameList, count_zero_and_empty_attribute_list) {
     const bytes_t expected = hex("04 02 AC DC 30 06 30 00 30 02 30 00");
     EXPECT_EQ(encode(r), expected);
     kxobj_name_list_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     EXPECT_EQ(d.count, 0U);
     EXPECT_EQ(d.names, nullptr);
     EXPECT_EQ(d.attrs.count, 0U);
@@ -399,7 +321,7 @@ TEST_F(AsnKxobjNameList, null_entry_travels_as_an_empty_text) {
     const bytes_t expected = hex("04 02 AC DC 30 0B 30 05 0C 00 0C 01 78 30 02 30 00");
     EXPECT_EQ(encode(r), expected);
     kxobj_name_list_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     ASSERT_EQ(d.count, 2U);
     ASSERT_NE(d.names[0], nullptr);  // an allocated empty string
     EXPECT_STREQ(d.names[0], "");
@@ -470,7 +392,7 @@ TEST_F(AsnKxobjDbHeader, encodes_integer_texts_and_attributes) {
 
 TEST_F(AsnKxobjDbHeader, decodes_integer_texts_and_attributes) {
     kxobj_db_header_s_t r;
-    ASSERT_EQ(decode(hex(kHeader), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kHeader), r), 0x00000000U);
     expect_header_fields(r);
     qbAsnFreeObj(r);
 }
@@ -479,14 +401,14 @@ TEST_F(AsnKxobjDbHeader, lcs_form_gives_the_same_bytes_and_fields) {
     header_fixture f;
     EXPECT_EQ(encode(f.rec, true), hex(kHeader));
     kxobj_db_header_s_t r;
-    ASSERT_EQ(decode(hex(kHeader), r, true), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kHeader), r, true), 0x00000000U);
     expect_header_fields(r);
     qbAsnFreeObj(r);
 }
 
 TEST_F(AsnKxobjDbHeader, decoded_record_encodes_to_the_same_bytes) {
     kxobj_db_header_s_t r;
-    ASSERT_EQ(decode(hex(kHeader), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kHeader), r), 0x00000000U);
     EXPECT_EQ(encode(r), hex(kHeader));
     qbAsnFreeObj(r);
 }
@@ -497,7 +419,7 @@ TEST_F(AsnKxobjDbHeader, null_texts_and_empty_lists) {
     const bytes_t expected = hex("04 02 AC DC 30 0D 02 01 FF 30 04 0C 00 0C 00 30 02 30 00");
     EXPECT_EQ(encode(r), expected);
     kxobj_db_header_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     EXPECT_EQ(d.number, -1);
     ASSERT_EQ(d.count, 2U);
     EXPECT_STREQ(d.texts[0], "");
@@ -508,7 +430,7 @@ TEST_F(AsnKxobjDbHeader, null_texts_and_empty_lists) {
     kxobj_db_header_s_t e{0, 0, nullptr, {0, nullptr}};
     const bytes_t empty = hex("04 02 AC DC 30 09 02 01 00 30 00 30 02 30 00");
     EXPECT_EQ(encode(e), empty);
-    ASSERT_EQ(decode(empty, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(empty, d), 0x00000000U);
     EXPECT_EQ(d.count, 0U);
     EXPECT_EQ(d.texts, nullptr);
     EXPECT_EQ(d.attrs.attrs, nullptr);
@@ -557,131 +479,54 @@ TEST_F(AsnKxobjDbHeader, reflection_lists_the_fields_in_wire_order) {
 // A sweep that has not completed after this many failing runs is broken.
 constexpr long kSweepLimit = 2000;
 
-// sweep_encode: encodes `r` with the 1st, 2nd, ... allocation failed until
-// the encoding completes. Each run that takes the failure reports 0x10652065
-// on standard error and as its status and hands out no buffer; the run that
-// completes gives `expected`. True when some failure named `file`.
-template <class Flat>
-bool sweep_encode(Flat& r, const bytes_t& expected, const char* file) {
-    const std::string where = std::string(" in ") + file + " at line ";
-    bool file_seen = false;
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        qb_asn_buffer_t out{0, nullptr};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnEncodeObj(out, r);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            EXPECT_EQ(out.data != nullptr ? bytes_t(out.data, out.data + out.length) : bytes_t{}, expected);
-            qb_asn_buffer_free(out);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_EQ(out.data, nullptr);
-        EXPECT_NE(err.find("Exception: "), std::string::npos) << err;
-        EXPECT_NE(err.find(" [10652065] in "), std::string::npos) << err;
-        if (err.find(where) != std::string::npos) file_seen = true;
-        qb_asn_buffer_free(out);
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-    return file_seen;
-}
-
-// sweep_decode: decodes `b` with the 1st, 2nd, ... allocation failed until
-// the decoding completes. Each run that takes the failure reports 0x10652065,
-// and its partly filled record is freed (the leak check of the test covers
-// it); the run that completes is handed to `check`. True when some failure
-// named `file`.
-template <class Flat, class Check>
-bool sweep_decode(const bytes_t& b, const char* file, Check check) {
-    const std::string where = std::string(" in ") + file + " at line ";
-    bool file_seen = false;
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        Flat r;
-        std::memset(&r, 0, sizeof r);
-        bytes_t copy = b;
-        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(in, r);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            check(r);
-            qbAsnFreeObj(r);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_NE(err.find(" [10652065] in "), std::string::npos) << err;
-        if (err.find(where) != std::string::npos) file_seen = true;
-        qbAsnFreeObj(r);
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-    return file_seen;
-}
+// The sweeps: support/record_test.h.
 
 // Element creation in set_value (new + register_child for the objects,
 // the list's add_child for the header's texts) names this group.
 TEST_F(KxobjOutOfMemory, encode_object_list_reports_memory_status) {
     object_list_fixture f;
-    EXPECT_TRUE(sweep_encode(f.rec, hex(kObjectList), "base_idls/kxobj_asn"));
+    EXPECT_TRUE(sweep_encode(f.rec, hex(kObjectList), kSweepLimit).names("base_idls/kxobj_asn"));
 }
 
 TEST_F(KxobjOutOfMemory, encode_name_list_reports_memory_status) {
     char x[] = "x", yz[] = "yz";
     char* names[] = {x, yz};
     kxobj_name_list_s_t r{2, names, {0, nullptr}};
-    EXPECT_TRUE(sweep_encode(r, hex(kNameList), "base_idls/kxobj_asn"));
+    EXPECT_TRUE(sweep_encode(r, hex(kNameList), kSweepLimit).names("base_idls/kxobj_asn"));
 }
 
 TEST_F(KxobjOutOfMemory, encode_header_reports_memory_status) {
     header_fixture f;
-    EXPECT_TRUE(sweep_encode(f.rec, hex(kHeader), "base_idls/kxobj_asn"));
+    EXPECT_TRUE(sweep_encode(f.rec, hex(kHeader), kSweepLimit).names("base_idls/kxobj_asn"));
 }
 
 TEST_F(KxobjOutOfMemory, encode_object_reports_memory_status) {
     object_fixture f;
-    sweep_encode(f.rec, hex(kObject), "base_idls/kxobj_asn");  // no list: the runtime's own failures only
+    sweep_encode(f.rec, hex(kObject), kSweepLimit);  // no list: the runtime's own failures only
 }
 
 // The flat arrays of get_value name this group; a partly filled record is freeable.
 TEST_F(KxobjOutOfMemory, decode_object_list_reports_memory_status_and_stays_freeable) {
-    EXPECT_TRUE(sweep_decode<kxobj_list_s_t>(hex(kObjectList), "base_idls/kxobj_asn",
-                                             [](const kxobj_list_s_t& r) { expect_object_list_fields(r); }));
+    EXPECT_TRUE(sweep_decode<kxobj_list_s_t>(hex(kObjectList), kSweepLimit, [](const kxobj_list_s_t& r) {
+                    expect_object_list_fields(r);
+                }).names("base_idls/kxobj_asn"));
 }
 
 TEST_F(KxobjOutOfMemory, decode_name_list_reports_memory_status_and_stays_freeable) {
-    EXPECT_TRUE(sweep_decode<kxobj_name_list_s_t>(hex(kNameList), "base_idls/kxobj_asn",
-                                                  [](const kxobj_name_list_s_t& r) {
-                                                      ASSERT_EQ(r.count, 2U);
-                                                      EXPECT_STREQ(r.names[1], "yz");
-                                                  }));
+    EXPECT_TRUE(sweep_decode<kxobj_name_list_s_t>(hex(kNameList), kSweepLimit, [](const kxobj_name_list_s_t& r) {
+                    ASSERT_EQ(r.count, 2U);
+                    EXPECT_STREQ(r.names[1], "yz");
+                }).names("base_idls/kxobj_asn"));
 }
 
 TEST_F(KxobjOutOfMemory, decode_header_reports_memory_status_and_stays_freeable) {
-    EXPECT_TRUE(sweep_decode<kxobj_db_header_s_t>(hex(kHeader), "base_idls/kxobj_asn",
-                                                  [](const kxobj_db_header_s_t& r) { expect_header_fields(r); }));
+    EXPECT_TRUE(sweep_decode<kxobj_db_header_s_t>(hex(kHeader), kSweepLimit, [](const kxobj_db_header_s_t& r) {
+                    expect_header_fields(r);
+                }).names("base_idls/kxobj_asn"));
 }
 
 TEST_F(KxobjOutOfMemory, decode_object_reports_memory_status_and_stays_freeable) {
-    sweep_decode<kxobj_t>(hex(kObject), "base_idls/kxobj_asn", [](const kxobj_t& r) { expect_object_fields(r); });
+    sweep_decode<kxobj_t>(hex(kObject), kSweepLimit, [](const kxobj_t& r) { expect_object_fields(r); });
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -12,64 +11,16 @@
 #include "asn1/asn1.h"
 #include "base_idls/kxpopobjs_asn.h"
 #include "support/hex.h"
+#include "support/record_test.h"
 
 namespace {
 
-std::string to_hex(const std::vector<unsigned char>& bytes) {
-    std::string s;
-    char pair[4];
-    for (unsigned char b : bytes) {
-        std::snprintf(pair, sizeof pair, "%02X ", b);
-        s += pair;
-    }
-    return s;
-}
-
-// encoded: the bytes of qbAsnEncodeObj (or the LCS form); status must be 0.
-template <class R>
-std::vector<unsigned char> encoded(R& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0x00000000U);
-    std::vector<unsigned char> v;
-    if (out.data != nullptr) v.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return v;
-}
-
-// decode: qbAsnDecodeObj (or the LCS form) from a copy of `bytes`.
-template <class R>
-unsigned int decode(const std::vector<unsigned char>& bytes, R& r, bool lcs = false) {
-    std::vector<unsigned char> copy = bytes;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// One attribute "a" holding the value {1, "x", 01}; 22 bytes on the wire:
-// 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01
-struct one_attr {
-    unsigned char byte = 0x01;
-    value_s_t value{1, const_cast<char*>("x"), 1, &byte};
-    attr_s_t attr{const_cast<char*>("a"), 1, &value};
-    attrlist_s_t list{1, &attr};
-};
-
-void expect_one_attr(const attrlist_s_t& l) {
-    ASSERT_EQ(l.count, 1U);
-    ASSERT_NE(l.attrs, nullptr);
-    EXPECT_STREQ(l.attrs[0].name, "a");
-    ASSERT_EQ(l.attrs[0].count, 1U);
-    ASSERT_NE(l.attrs[0].values, nullptr);
-    EXPECT_EQ(l.attrs[0].values[0].number, 1);
-    EXPECT_STREQ(l.attrs[0].values[0].text, "x");
-    ASSERT_EQ(l.attrs[0].values[0].length, 1U);
-    EXPECT_EQ(l.attrs[0].values[0].bytes[0], 0x01);
-}
-
-void expect_empty_attrlist(const attrlist_s_t& l) {
-    EXPECT_EQ(l.count, 0U);
-    EXPECT_EQ(l.attrs, nullptr);
-}
+using qb_test::decode;
+using qb_test::encode;
+using qb_test::expect_attrs_empty;
+using qb_test::expect_one_attr;
+using qb_test::one_attr;
+using qb_test::to_hex;
 
 }  // namespace
 
@@ -78,8 +29,8 @@ void expect_empty_attrlist(const attrlist_s_t& l) {
 TEST(KxtodRangeRecord, EncodesThreeIntegersAndDecodesBack) {
     kxtod_range_s_t in{0x7F, 0, 86399};
     const auto expected = hex("04 02 AC DC 30 0B 02 01 7F 02 01 00 02 03 01 51 7F");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxtod_range_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -94,7 +45,7 @@ TEST(KxtodRangeRecord, EncodesThreeIntegersAndDecodesBack) {
 TEST(KxtodRangeRecord, ThirtyTwoBitEdges) {
     kxtod_range_s_t in{-1, static_cast<int>(0x80000000U), 0x7FFFFFFF};
     const auto expected = hex("04 02 AC DC 30 0F 02 01 FF 02 04 80 00 00 00 02 04 7F FF FF FF");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
     kxtod_range_s_t out;
     std::memset(&out, 0, sizeof out);
     ASSERT_EQ(decode(expected, out), 0x00000000U);
@@ -108,8 +59,8 @@ TEST(KxtodRangeRecord, ThirtyTwoBitEdges) {
 TEST(KxaccessTimesRecord, EmbedsTheRangeByValue) {
     kxaccess_times_s_t in{1, {0x7F, 0, 86399}};
     const auto expected = hex("04 02 AC DC 30 10 02 01 01 30 0B 02 01 7F 02 01 00 02 03 01 51 7F");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxaccess_times_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -126,8 +77,8 @@ TEST(KxaccessTimesRecord, EmbedsTheRangeByValue) {
 TEST(KxpopIpauthRecord, EncodesThreeIntegersAndDecodesBack) {
     kxpop_ipauth_s_t in{0x0A000000, static_cast<int>(0xFF000000U), 3};
     const auto expected = hex("04 02 AC DC 30 0F 02 04 0A 00 00 00 02 04 FF 00 00 00 02 01 03");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxpop_ipauth_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -150,7 +101,7 @@ TEST(KxpopRecord, EncodesEveryMemberInOrderAndDecodesBack) {
         " 02 01 01 02 01 02 02 01 03"
         " 30 16 30 09 02 01 01 02 01 02 02 01 03 30 09 02 01 04 02 01 05 02 01 06"
         " 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxpop_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -171,8 +122,8 @@ TEST(KxpopRecord, EncodesEveryMemberInOrderAndDecodesBack) {
     EXPECT_EQ(out.ipauth[1].network, 4);
     EXPECT_EQ(out.ipauth[1].netmask, 5);
     EXPECT_EQ(out.ipauth[1].auth_level, 6);
-    expect_empty_attrlist(out.attrlist);
-    EXPECT_EQ(to_hex(encoded(out)), to_hex(expected));
+    expect_attrs_empty(out.attrlist);
+    EXPECT_EQ(to_hex(encode(out)), to_hex(expected));
     qbAsnFreeObj(out);
 }
 
@@ -180,8 +131,8 @@ TEST(KxpopRecord, LcsFormGivesTheSameBytesForAscii) {
     kxpop_ipauth_s_t entry{10, 20, 30};
     one_attr attrs;
     kxpop_s_t in{const_cast<char*>("policy"), {4, {5, 6, 7}}, 8, 9, 10, 1, &entry, attrs.list};
-    const auto plain = encoded(in);
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(plain));
+    const auto plain = encode(in);
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(plain));
 
     kxpop_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -212,7 +163,7 @@ TEST(KxpopRecord, NoIpauthEntriesEncodesAnEmptyListAndDecodesToCountZeroAndNull)
         " 02 01 00 02 01 00 02 01 00"
         " 30 00"
         " 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxpop_s_t out;
     std::memset(&out, 0x5A, sizeof out);  // get_value clears the record itself
@@ -223,7 +174,7 @@ TEST(KxpopRecord, NoIpauthEntriesEncodesAnEmptyListAndDecodesToCountZeroAndNull)
     EXPECT_EQ(out.qop, 0);
     EXPECT_EQ(out.ipauth_count, 0U);
     EXPECT_EQ(out.ipauth, nullptr);
-    expect_empty_attrlist(out.attrlist);
+    expect_attrs_empty(out.attrlist);
     qbAsnFreeObj(out);
 }
 
@@ -291,8 +242,8 @@ TEST(KxmapPobjToPopRecord, NullStringTravelsAsEmptyTextAndDecodesAsEmptyString) 
         "04 02 AC DC 30 21"
         " 30 09 0C 02 2F 61 0C 00 0C 01 62"
         " 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxmap_pobj_to_pop_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -310,14 +261,14 @@ TEST(KxmapPobjToPopRecord, NullStringTravelsAsEmptyTextAndDecodesAsEmptyString) 
 TEST(KxmapPobjToPopRecord, EmptyListDecodesToCountZeroAndNull) {
     kxmap_pobj_to_pop_s_t in{0, nullptr, {0, nullptr}};
     const auto expected = hex("04 02 AC DC 30 06 30 00 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxmap_pobj_to_pop_s_t out;
     std::memset(&out, 0, sizeof out);
     ASSERT_EQ(decode(expected, out, true), 0x00000000U);
     EXPECT_EQ(out.count, 0U);
     EXPECT_EQ(out.names, nullptr);
-    expect_empty_attrlist(out.attrlist);
+    expect_attrs_empty(out.attrlist);
     qbAsnFreeObj(out);
 }
 
@@ -337,8 +288,8 @@ TEST(KxmapPopToPobjRecord, SameLayoutAsTheOtherMap) {
     char* names[1] = {const_cast<char*>("x")};
     kxmap_pop_to_pobj_s_t in{1, names, {0, nullptr}};
     const auto expected = hex("04 02 AC DC 30 09 30 03 0C 01 78 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
-    EXPECT_EQ(to_hex(encoded(in, true)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in, true)), to_hex(expected));
 
     kxmap_pop_to_pobj_s_t out;
     std::memset(&out, 0, sizeof out);
@@ -346,7 +297,7 @@ TEST(KxmapPopToPobjRecord, SameLayoutAsTheOtherMap) {
     ASSERT_EQ(out.count, 1U);
     ASSERT_NE(out.names, nullptr);
     EXPECT_STREQ(out.names[0], "x");
-    expect_empty_attrlist(out.attrlist);
+    expect_attrs_empty(out.attrlist);
     qbAsnFreeObj(out);
 
     // The other map reads the same bytes into the same fields.
@@ -362,7 +313,7 @@ TEST(KxmapPopToPobjRecord, NullStringTravelsAsEmptyText) {
     char* names[2] = {nullptr, const_cast<char*>("")};
     kxmap_pop_to_pobj_s_t in{2, names, {0, nullptr}};
     const auto expected = hex("04 02 AC DC 30 0A 30 04 0C 00 0C 00 30 02 30 00");
-    EXPECT_EQ(to_hex(encoded(in)), to_hex(expected));
+    EXPECT_EQ(to_hex(encode(in)), to_hex(expected));
 
     kxmap_pop_to_pobj_s_t out;
     std::memset(&out, 0, sizeof out);

@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -21,82 +20,17 @@
 #include "base_idls/kxsvr_enc_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QB_KXSVR_LSAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QB_KXSVR_LSAN 1
-#endif
-#endif
-
-#if defined(QB_KXSVR_LSAN)
-#include <sanitizer/lsan_interface.h>
-#endif
-
-// ---- operator new through malloc ----
-// Record elements are created with new (std::nothrow); routing new through
-// malloc lets the sweeps fail those allocations too, in every build.
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+#include "support/record_test.h"
 
 namespace {
 
-using bytes_t = std::vector<unsigned char>;
-
-// ---- helpers ----
-
-// encode: the bytes of qbAsnEncodeObj (or the LCS form); the buffer is freed.
-template <class Flat>
-bytes_t encode(Flat& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0x00000000U);
-    bytes_t b;
-    if (out.data != nullptr) b.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return b;
-}
-
-// decode: qbAsnDecodeObj (or the LCS form) of `b` into the zeroed record `r`.
-template <class Flat>
-unsigned int decode(const bytes_t& b, Flat& r, bool lcs = false) {
-    std::memset(&r, 0, sizeof r);
-    bytes_t copy = b;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// dump_names: the type name at the start of each line of display_state_flags,
-// with its indentation kept ("  INTEGER").
-std::vector<std::string> dump_names(const qb_asn_object& o) {
-    qb_buffer_t b(security_off);
-    o.display_state_flags(b, 0);
-    const std::string text(reinterpret_cast<const char*>(b.data), b.length());
-    std::vector<std::string> names;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) end = text.size();
-        const std::string line = text.substr(start, end - start);
-        names.push_back(line.substr(0, line.find('(')));
-        start = end + 1;
-    }
-    return names;
-}
+using qb_test::bytes_t;
+using qb_test::decode_zeroed;
+using qb_test::dump_names;
+using qb_test::encode;
+using qb_test::LeakChecked;
+using qb_test::sweep_decode;
+using qb_test::sweep_encode;
 
 // A buffer that is not an envelope of version 2 never reaches get_value.
 constexpr int kSentinel = 0x5A5A5A5A;
@@ -104,19 +38,7 @@ constexpr int kSentinel = 0x5A5A5A5A;
 // ---- leak check per test ----
 
 // In the sanitizer build every test ends with a leak check, so a leak is
-// charged to the test that made it (after the first finding the check stops;
-// the check at exit still reports everything).
-class LeakChecked : public ::testing::Test {
-protected:
-    void TearDown() override {
-#if defined(QB_KXSVR_LSAN)
-        static bool leaked_before = false;
-        if (leaked_before) return;
-        leaked_before = __lsan_do_recoverable_leak_check() != 0;
-        EXPECT_FALSE(leaked_before) << "blocks leaked in this test (report above)";
-#endif
-    }
-};
+// charged to the test that made it (support/leak_check.h).
 
 class AsnAznadmsvc : public LeakChecked {};
 class AsnAznlocalSvr : public LeakChecked {};
@@ -143,7 +65,7 @@ TEST_F(AsnAznadmsvc, encodes_name_and_texts) {
 
 TEST_F(AsnAznadmsvc, decodes_name_and_texts) {
     aznadmsvc_s_t r;
-    ASSERT_EQ(decode(hex(kService), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kService), r), 0x00000000U);
     EXPECT_STREQ(r.name, "svc");
     ASSERT_EQ(r.count, 2U);
     ASSERT_NE(r.texts, nullptr);
@@ -161,7 +83,7 @@ TEST_F(AsnAznadmsvc, lcs_form_gives_the_same_bytes_and_fields) {
     EXPECT_EQ(encode(r, true), hex(kService));
 
     aznadmsvc_s_t d;
-    ASSERT_EQ(decode(hex(kService), d, true), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kService), d, true), 0x00000000U);
     EXPECT_STREQ(d.name, "svc");
     ASSERT_EQ(d.count, 2U);
     EXPECT_STREQ(d.texts[0], "a");
@@ -171,7 +93,7 @@ TEST_F(AsnAznadmsvc, lcs_form_gives_the_same_bytes_and_fields) {
 
 TEST_F(AsnAznadmsvc, decoded_record_encodes_to_the_same_bytes) {
     aznadmsvc_s_t d;
-    ASSERT_EQ(decode(hex(kService), d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kService), d), 0x00000000U);
     EXPECT_EQ(encode(d), hex(kService));
     qbAsnFreeObj(d);
 }
@@ -183,7 +105,7 @@ TEST_F(AsnAznadmsvc, empty_text_list_keeps_the_name_and_decodes_to_count_zero_an
     EXPECT_EQ(encode(r), expected);
 
     aznadmsvc_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     EXPECT_STREQ(d.name, "svc");
     EXPECT_EQ(d.count, 0U);
     EXPECT_EQ(d.texts, nullptr);
@@ -205,7 +127,7 @@ TEST_F(AsnAznadmsvc, null_name_and_null_text_travel_as_empty_texts) {
     EXPECT_EQ(encode(r2), expected);
 
     aznadmsvc_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     ASSERT_NE(d.name, nullptr);
     EXPECT_STREQ(d.name, "");
     ASSERT_EQ(d.count, 2U);
@@ -304,7 +226,7 @@ TEST_F(AsnAznlocalSvr, encodes_every_member_in_order) {
 
 TEST_F(AsnAznlocalSvr, decodes_every_member) {
     aznlocal_svr_s_t r;
-    ASSERT_EQ(decode(hex(kServer), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kServer), r), 0x00000000U);
     expect_server_fields(r);
     qbAsnFreeObj(r);
 }
@@ -313,14 +235,14 @@ TEST_F(AsnAznlocalSvr, lcs_form_gives_the_same_bytes_and_fields) {
     server_fixture f;
     EXPECT_EQ(encode(f.rec, true), hex(kServer));
     aznlocal_svr_s_t r;
-    ASSERT_EQ(decode(hex(kServer), r, true), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kServer), r, true), 0x00000000U);
     expect_server_fields(r);
     qbAsnFreeObj(r);
 }
 
 TEST_F(AsnAznlocalSvr, decoded_record_encodes_to_the_same_bytes) {
     aznlocal_svr_s_t r;
-    ASSERT_EQ(decode(hex(kServer), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kServer), r), 0x00000000U);
     EXPECT_EQ(encode(r), hex(kServer));
     qbAsnFreeObj(r);
 }
@@ -336,7 +258,7 @@ TEST_F(AsnAznlocalSvr, null_texts_zero_integers_no_services_and_empty_attrlist) 
     EXPECT_EQ(encode(r), expected);
 
     aznlocal_svr_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     for (char* t : {d.text1, d.text2, d.text3, d.text4}) {
         ASSERT_NE(t, nullptr);  // an allocated empty string, never null
         EXPECT_STREQ(t, "");
@@ -365,7 +287,7 @@ TEST_F(AsnAznlocalSvr, service_with_empty_text_list_keeps_its_name) {
     EXPECT_EQ(encode(r), expected);
 
     aznlocal_svr_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     EXPECT_EQ(d.number1, 7);
     ASSERT_EQ(d.service_count, 2U);
     EXPECT_STREQ(d.services[0].name, "adm");
@@ -388,7 +310,7 @@ TEST_F(AsnAznlocalSvr, integer_edges_travel_as_32_bit_values) {
         " 30 02 30 00");
     EXPECT_EQ(encode(r), expected);
     aznlocal_svr_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     EXPECT_EQ(d.number1, 127);
     EXPECT_EQ(d.number2, 0x7FFFFFFF);
     EXPECT_EQ(d.number3, static_cast<int>(0x80000000U));
@@ -418,7 +340,7 @@ TEST_F(AsnAznlocalSvr, surplus_member_is_refused_and_record_stays_freeable) {
         " 30 02 30 00"
         " 02 01 00");
     aznlocal_svr_s_t d;
-    EXPECT_EQ(decode(b, d), 0x106521A5U);
+    EXPECT_EQ(decode_zeroed(b, d), 0x106521A5U);
     qbAsnFreeObj(d);
 }
 
@@ -457,90 +379,12 @@ TEST_F(AsnAznlocalSvr, reflection_lists_the_fields_in_wire_order) {
 // A sweep that has not completed after this many failing runs is broken.
 constexpr long kSweepLimit = 2000;
 
-// sweep_encode: encodes `r` with the 1st, 2nd, ... allocation failed until
-// the encoding completes. Each run that takes the failure reports 0x10652065
-// on standard error and as its status and hands out no buffer; the run that
-// completes gives `expected`. True when some failure named `file`.
-template <class Flat>
-bool sweep_encode(Flat& r, const bytes_t& expected, const char* file) {
-    const std::string where = std::string(" in ") + file + " at line ";
-    bool file_seen = false;
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        qb_asn_buffer_t out{0, nullptr};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnEncodeObj(out, r);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            EXPECT_EQ(out.data != nullptr ? bytes_t(out.data, out.data + out.length) : bytes_t{}, expected);
-            qb_asn_buffer_free(out);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_EQ(out.data, nullptr);
-        EXPECT_NE(err.find("Exception: "), std::string::npos) << err;
-        EXPECT_NE(err.find(" [10652065] in "), std::string::npos) << err;
-        if (err.find(where) != std::string::npos) file_seen = true;
-        qb_asn_buffer_free(out);
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-    return file_seen;
-}
-
-// sweep_decode: decodes `b` with the 1st, 2nd, ... allocation failed until
-// the decoding completes. Each run that takes the failure reports 0x10652065,
-// and its partly filled record is freed (the leak check of the test covers
-// it); the run that completes is handed to `check`. True when some failure
-// named `file`.
-template <class Flat, class Check>
-bool sweep_decode(const bytes_t& b, const char* file, Check check) {
-    const std::string where = std::string(" in ") + file + " at line ";
-    bool file_seen = false;
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        Flat r;
-        std::memset(&r, 0, sizeof r);
-        bytes_t copy = b;
-        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(in, r);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            check(r);
-            qbAsnFreeObj(r);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_NE(err.find(" [10652065] in "), std::string::npos) << err;
-        if (err.find(where) != std::string::npos) file_seen = true;
-        qbAsnFreeObj(r);
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-    return file_seen;
-}
+// The sweeps: support/record_test.h.
 
 // Element creation in set_value (the services and the texts) names this group.
 TEST_F(KxsvrEncOutOfMemory, encode_server_reports_memory_status) {
     server_fixture f;
-    EXPECT_TRUE(sweep_encode(f.rec, hex(kServer), "base_idls/kxsvr_enc_asn"));
+    EXPECT_TRUE(sweep_encode(f.rec, hex(kServer), kSweepLimit).names("base_idls/kxsvr_enc_asn"));
 }
 
 TEST_F(KxsvrEncOutOfMemory, encode_service_reports_memory_status) {
@@ -549,22 +393,23 @@ TEST_F(KxsvrEncOutOfMemory, encode_service_reports_memory_status) {
     char bc[] = "bc";
     char* texts[] = {a, bc};
     aznadmsvc_s_t r{name, 2, texts};
-    EXPECT_TRUE(sweep_encode(r, hex(kService), "base_idls/kxsvr_enc_asn"));
+    EXPECT_TRUE(sweep_encode(r, hex(kService), kSweepLimit).names("base_idls/kxsvr_enc_asn"));
 }
 
 // The flat arrays and texts of get_value name this group; a partly filled
 // record is freeable.
 TEST_F(KxsvrEncOutOfMemory, decode_server_reports_memory_status_and_stays_freeable) {
-    EXPECT_TRUE(sweep_decode<aznlocal_svr_s_t>(hex(kServer), "base_idls/kxsvr_enc_asn",
-                                                [](const aznlocal_svr_s_t& r) { expect_server_fields(r); }));
+    EXPECT_TRUE(sweep_decode<aznlocal_svr_s_t>(hex(kServer), kSweepLimit, [](const aznlocal_svr_s_t& r) {
+                    expect_server_fields(r);
+                }).names("base_idls/kxsvr_enc_asn"));
 }
 
 TEST_F(KxsvrEncOutOfMemory, decode_service_reports_memory_status_and_stays_freeable) {
-    EXPECT_TRUE(sweep_decode<aznadmsvc_s_t>(hex(kService), "base_idls/kxsvr_enc_asn", [](const aznadmsvc_s_t& r) {
-        EXPECT_STREQ(r.name, "svc");
-        ASSERT_EQ(r.count, 2U);
-        EXPECT_STREQ(r.texts[1], "bc");
-    }));
+    EXPECT_TRUE(sweep_decode<aznadmsvc_s_t>(hex(kService), kSweepLimit, [](const aznadmsvc_s_t& r) {
+                    EXPECT_STREQ(r.name, "svc");
+                    ASSERT_EQ(r.count, 2U);
+                    EXPECT_STREQ(r.texts[1], "bc");
+                }).names("base_idls/kxsvr_enc_asn"));
 }
 
 }  // namespace

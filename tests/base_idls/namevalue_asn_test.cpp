@@ -11,37 +11,22 @@
 #include "base_idls/namevalue_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
+#include "support/record_test.h"
 
 namespace {
 
-using bytes = std::vector<unsigned char>;
+using bytes = qb_test::bytes_t;
+using qb_test::concat;
+using qb_test::decode;
+using qb_test::encode;
+using qb_test::expect_text;
+using qb_test::frame;
+using qb_test::sweep_decode;
+using qb_test::sweep_result;
+using qb_test::text;
+using qb_test::text_of;
 
 // ---- helpers ----
-
-template <class Flat>
-bytes encode(Flat& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0u);
-    bytes v;
-    if (out.data != nullptr) v.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return v;
-}
-
-template <class Flat>
-unsigned int decode(bytes in_bytes, Flat& r, bool lcs = false) {
-    qb_asn_buffer_t in{static_cast<unsigned int>(in_bytes.size()), in_bytes.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-std::string text_of(const char* s) { return s == nullptr ? std::string() : std::string(s); }
-
-// A decoded text is never null: null and "" both come back as "".
-void expect_text(const char* want, const char* got) {
-    ASSERT_NE(got, nullptr);
-    EXPECT_EQ(text_of(want), std::string(got));
-}
 
 // Field by field, children recursively (a null child compares as an empty record).
 void expect_node(const namevalue_s_t* want, const namevalue_s_t& got) {
@@ -62,31 +47,6 @@ void expect_node(const namevalue_s_t* want, const namevalue_s_t& got) {
         ASSERT_NE(got.child_nodes[i], nullptr);
         expect_node(want->child_nodes[i], *got.child_nodes[i]);
     }
-}
-
-// BER length octets (short form below 128, else long form).
-bytes ber_length(size_t n) {
-    if (n < 128) return {static_cast<unsigned char>(n)};
-    bytes digits;
-    for (size_t v = n; v != 0; v >>= 8) digits.insert(digits.begin(), static_cast<unsigned char>(v & 0xFF));
-    bytes out{static_cast<unsigned char>(0x80 | digits.size())};
-    out.insert(out.end(), digits.begin(), digits.end());
-    return out;
-}
-
-// A frame with tag `tag` around `content`.
-bytes frame(unsigned char tag, const bytes& content) {
-    bytes out{tag};
-    const bytes len = ber_length(content.size());
-    out.insert(out.end(), len.begin(), len.end());
-    out.insert(out.end(), content.begin(), content.end());
-    return out;
-}
-
-bytes concat(std::initializer_list<bytes> parts) {
-    bytes out;
-    for (const bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-    return out;
 }
 
 // The BER of a chain of `levels` records, each named "n" with no values and
@@ -126,13 +86,11 @@ int depth_of(const namevalue_s_t& top) {
     return levels;
 }
 
-char* v(const char* s) { return const_cast<char*>(s); }
-
 // ---- namevalue_s_t ----
 
 TEST(Namevalue, RoundTripMatchesExpectedBytes) {
-    char* values[] = {v("red"), v("blue")};
-    namevalue_s_t nv{v("color"), 2, values, 0, nullptr};
+    char* values[] = {text("red"), text("blue")};
+    namevalue_s_t nv{text("color"), 2, values, 0, nullptr};
     const bytes want = hex("04 02 AC DC  30 16"
                            "  0C 05 63 6F 6C 6F 72"
                            "  30 0B  0C 03 72 65 64  0C 04 62 6C 75 65"
@@ -146,10 +104,10 @@ TEST(Namevalue, RoundTripMatchesExpectedBytes) {
 }
 
 TEST(Namevalue, LcsFormGivesTheSameBytesForAscii) {
-    char* values[] = {v("red")};
-    namevalue_s_t child{v("c"), 1, values, 0, nullptr};
+    char* values[] = {text("red")};
+    namevalue_s_t child{text("c"), 1, values, 0, nullptr};
     namevalue_s_t* kids[] = {&child};
-    namevalue_s_t nv{v("color"), 1, values, 1, kids};
+    namevalue_s_t nv{text("color"), 1, values, 1, kids};
     EXPECT_EQ(encode(nv, true), encode(nv));
     namevalue_s_t got{};
     ASSERT_EQ(decode(encode(nv), got, true), 0u);
@@ -158,7 +116,7 @@ TEST(Namevalue, LcsFormGivesTheSameBytesForAscii) {
 }
 
 TEST(Namevalue, NoValuesAndNoChildrenEncodeTwoEmptyListsAndDecodeToNull) {
-    namevalue_s_t nv{v("n"), 0, nullptr, 0, nullptr};
+    namevalue_s_t nv{text("n"), 0, nullptr, 0, nullptr};
     EXPECT_EQ(encode(nv), hex("04 02 AC DC  30 07  0C 01 6E  30 00  30 00"));
     namevalue_s_t got{};
     ASSERT_EQ(decode(encode(nv), got), 0u);
@@ -171,7 +129,7 @@ TEST(Namevalue, NoValuesAndNoChildrenEncodeTwoEmptyListsAndDecodeToNull) {
 }
 
 TEST(Namevalue, NullTextsEncodeLikeEmptyTextsAndDecodeAllocated) {
-    char* null_values[] = {nullptr, v("")};
+    char* null_values[] = {nullptr, text("")};
     namevalue_s_t nv{nullptr, 2, null_values, 0, nullptr};
     EXPECT_EQ(encode(nv), hex("04 02 AC DC  30 0A  0C 00  30 04 0C 00 0C 00  30 00"));
     namevalue_s_t got{};
@@ -188,15 +146,15 @@ TEST(Namevalue, NullTextsEncodeLikeEmptyTextsAndDecodeAllocated) {
 
 // root r ["1"] -> { a [] -> { c ["x", "y"] }, b ["2"] }
 TEST(Namevalue, ThreeLevelTreeKeepsEveryChildInPlace) {
-    char* c_values[] = {v("x"), v("y")};
-    namevalue_s_t c{v("c"), 2, c_values, 0, nullptr};
+    char* c_values[] = {text("x"), text("y")};
+    namevalue_s_t c{text("c"), 2, c_values, 0, nullptr};
     namevalue_s_t* a_kids[] = {&c};
-    namevalue_s_t a{v("a"), 0, nullptr, 1, a_kids};
-    char* b_values[] = {v("2")};
-    namevalue_s_t b{v("b"), 1, b_values, 0, nullptr};
+    namevalue_s_t a{text("a"), 0, nullptr, 1, a_kids};
+    char* b_values[] = {text("2")};
+    namevalue_s_t b{text("b"), 1, b_values, 0, nullptr};
     namevalue_s_t* r_kids[] = {&a, &b};
-    char* r_values[] = {v("1")};
-    namevalue_s_t root{v("r"), 1, r_values, 2, r_kids};
+    char* r_values[] = {text("1")};
+    namevalue_s_t root{text("r"), 1, r_values, 2, r_kids};
     const bytes want = hex("04 02 AC DC  30 2E  0C 01 72  30 03 0C 01 31"
                            "  30 24"
                            "    30 16  0C 01 61  30 00"                        // a
@@ -232,11 +190,11 @@ TEST(Namevalue, ThreeLevelTreeKeepsEveryChildInPlace) {
 }
 
 TEST(Namevalue, ChildrenAreSeparateRecordsBehindAPointerArray) {
-    namevalue_s_t k1{v("k1"), 0, nullptr, 0, nullptr};
-    namevalue_s_t k2{v("k2"), 0, nullptr, 0, nullptr};
-    namevalue_s_t k3{v("k3"), 0, nullptr, 0, nullptr};
+    namevalue_s_t k1{text("k1"), 0, nullptr, 0, nullptr};
+    namevalue_s_t k2{text("k2"), 0, nullptr, 0, nullptr};
+    namevalue_s_t k3{text("k3"), 0, nullptr, 0, nullptr};
     namevalue_s_t* kids[] = {&k1, &k2, &k3};
-    namevalue_s_t nv{v("p"), 0, nullptr, 3, kids};
+    namevalue_s_t nv{text("p"), 0, nullptr, 3, kids};
     const bytes input = encode(nv);
     namevalue_s_t got{};
     std::vector<size_t> sizes;
@@ -261,9 +219,9 @@ TEST(Namevalue, ChildrenAreSeparateRecordsBehindAPointerArray) {
 }
 
 TEST(Namevalue, NullChildPointerTravelsAsAnEmptyRecord) {
-    namevalue_s_t k1{v("k"), 0, nullptr, 0, nullptr};
+    namevalue_s_t k1{text("k"), 0, nullptr, 0, nullptr};
     namevalue_s_t* kids[] = {&k1, nullptr};
-    namevalue_s_t nv{v("p"), 0, nullptr, 2, kids};
+    namevalue_s_t nv{text("p"), 0, nullptr, 2, kids};
     EXPECT_EQ(encode(nv), hex("04 02 AC DC  30 18  0C 01 70  30 00"
                               "  30 11  30 07 0C 01 6B 30 00 30 00  30 06 0C 00 30 00 30 00"));
 }
@@ -320,47 +278,24 @@ TEST(Namevalue, DeepTreeIsWrittenAsBuiltButReadOnlyUpToTheBound) {
 }
 
 TEST(Namevalue, AllocationFailureAtEveryStepOfADecodeLeaksNothing) {
-    char* c_values[] = {v("x"), v("y")};
-    namevalue_s_t c{v("c"), 2, c_values, 0, nullptr};
+    char* c_values[] = {text("x"), text("y")};
+    namevalue_s_t c{text("c"), 2, c_values, 0, nullptr};
     namevalue_s_t* a_kids[] = {&c, &c};
-    namevalue_s_t a{v("a"), 1, c_values, 2, a_kids};
+    namevalue_s_t a{text("a"), 1, c_values, 2, a_kids};
     namevalue_s_t* r_kids[] = {&a};
-    namevalue_s_t root{v("r"), 0, nullptr, 1, r_kids};
+    namevalue_s_t root{text("r"), 0, nullptr, 1, r_kids};
     const bytes input = encode(root);
-    bool succeeded = false;
-    int failures = 0;
-    for (long n = 0; n < 400 && !succeeded; ++n) {
-        SCOPED_TRACE(n);
-        namevalue_s_t got{};
-        bytes copy = input;
-        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-        testing::internal::CaptureStderr();
-        unsigned int rc;
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(in, got);
-        }
-        const std::string err = testing::internal::GetCapturedStderr();
-        if (rc == 0) {
-            succeeded = true;
-            expect_node(&root, got);
-        } else {
-            ++failures;
-            EXPECT_EQ(rc, 0x10652065u);
-            EXPECT_NE(err.find("[10652065]"), std::string::npos) << err;
-        }
-        qbAsnFreeObj(got);  // freeable whatever the failure left
-    }
-    EXPECT_TRUE(succeeded);
-    EXPECT_GE(failures, 10);
+    const sweep_result decoded =
+        sweep_decode<namevalue_s_t>(input, 400, [&](const namevalue_s_t& got) { expect_node(&root, got); });
+    EXPECT_GE(decoded.failures, 10);
 }
 
 // ---- namevalueList_s_t ----
 
 TEST(NamevalueList, RoundTripMatchesExpectedBytes) {
-    char* p_values[] = {v("v")};
-    namevalue_s_t p{v("p"), 1, p_values, 0, nullptr};
-    namevalue_s_t q{v("q"), 0, nullptr, 0, nullptr};
+    char* p_values[] = {text("v")};
+    namevalue_s_t p{text("p"), 1, p_values, 0, nullptr};
+    namevalue_s_t q{text("q"), 0, nullptr, 0, nullptr};
     namevalue_s_t* items[] = {&p, &q};
     namevalueList_s_t list{2, items};
     const bytes want = hex("04 02 AC DC  30 17  30 15"
@@ -379,8 +314,8 @@ TEST(NamevalueList, RoundTripMatchesExpectedBytes) {
 }
 
 TEST(NamevalueList, LcsFormGivesTheSameBytesForAscii) {
-    char* p_values[] = {v("v")};
-    namevalue_s_t p{v("p"), 1, p_values, 0, nullptr};
+    char* p_values[] = {text("v")};
+    namevalue_s_t p{text("p"), 1, p_values, 0, nullptr};
     namevalue_s_t* items[] = {&p};
     namevalueList_s_t list{1, items};
     EXPECT_EQ(encode(list, true), encode(list));
@@ -402,12 +337,12 @@ TEST(NamevalueList, EmptyListDecodesToCountZeroAndNull) {
 }
 
 TEST(NamevalueList, ThreeLevelTreesInAListSurvive) {
-    char* leaf_values[] = {v("1"), v("2"), v("3")};
-    namevalue_s_t leaf{v("leaf"), 3, leaf_values, 0, nullptr};
+    char* leaf_values[] = {text("1"), text("2"), text("3")};
+    namevalue_s_t leaf{text("leaf"), 3, leaf_values, 0, nullptr};
     namevalue_s_t* mid_kids[] = {&leaf};
-    namevalue_s_t mid{v("mid"), 0, nullptr, 1, mid_kids};
+    namevalue_s_t mid{text("mid"), 0, nullptr, 1, mid_kids};
     namevalue_s_t* top_kids[] = {&mid, &leaf};
-    namevalue_s_t top{v("top"), 0, nullptr, 2, top_kids};
+    namevalue_s_t top{text("top"), 0, nullptr, 2, top_kids};
     namevalue_s_t* items[] = {&top, &leaf};
     namevalueList_s_t list{2, items};
     namevalueList_s_t got{};

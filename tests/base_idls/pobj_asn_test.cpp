@@ -12,7 +12,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -21,82 +20,17 @@
 #include "base_idls/pobj_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QB_POBJ_LSAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QB_POBJ_LSAN 1
-#endif
-#endif
-
-#if defined(QB_POBJ_LSAN)
-#include <sanitizer/lsan_interface.h>
-#endif
-
-// ---- operator new through malloc ----
-// Record elements are created with new (std::nothrow); routing new through
-// malloc lets the sweeps fail those allocations too, in every build.
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+#include "support/record_test.h"
 
 namespace {
 
-using bytes_t = std::vector<unsigned char>;
-
-// ---- helpers ----
-
-// encode: the bytes of qbAsnEncodeObj (or the LCS form); the buffer is freed.
-template <class Flat>
-bytes_t encode(Flat& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0x00000000U);
-    bytes_t b;
-    if (out.data != nullptr) b.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return b;
-}
-
-// decode: qbAsnDecodeObj (or the LCS form) of `b` into the zeroed record `r`.
-template <class Flat>
-unsigned int decode(const bytes_t& b, Flat& r, bool lcs = false) {
-    std::memset(&r, 0, sizeof r);
-    bytes_t copy = b;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// dump_names: the type name at the start of each line of display_state_flags,
-// with its indentation kept ("  INTEGER").
-std::vector<std::string> dump_names(const qb_asn_object& o) {
-    qb_buffer_t b(security_off);
-    o.display_state_flags(b, 0);
-    const std::string text(reinterpret_cast<const char*>(b.data), b.length());
-    std::vector<std::string> names;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) end = text.size();
-        const std::string line = text.substr(start, end - start);
-        names.push_back(line.substr(0, line.find('(')));
-        start = end + 1;
-    }
-    return names;
-}
+using qb_test::bytes_t;
+using qb_test::decode_zeroed;
+using qb_test::dump_names;
+using qb_test::encode;
+using qb_test::LeakChecked;
+using qb_test::sweep_decode;
+using qb_test::sweep_encode;
 
 // A buffer that is not an envelope of version 2 never reaches get_value.
 constexpr int kSentinel = 0x5A5A5A5A;
@@ -104,19 +38,7 @@ constexpr int kSentinel = 0x5A5A5A5A;
 // ---- leak check per test ----
 
 // In the sanitizer build every test ends with a leak check, so a leak is
-// charged to the test that made it (after the first finding the check stops;
-// the check at exit still reports everything).
-class LeakChecked : public ::testing::Test {
-protected:
-    void TearDown() override {
-#if defined(QB_POBJ_LSAN)
-        static bool leaked_before = false;
-        if (leaked_before) return;
-        leaked_before = __lsan_do_recoverable_leak_check() != 0;
-        EXPECT_FALSE(leaked_before) << "blocks leaked in this test (report above)";
-#endif
-    }
-};
+// charged to the test that made it (support/leak_check.h).
 
 class AsnPobj : public LeakChecked {};
 class AsnPobjspace : public LeakChecked {};
@@ -164,7 +86,7 @@ TEST_F(AsnPobj, encodes_integers_name_and_attributes) {
 
 TEST_F(AsnPobj, decodes_integers_name_and_attributes) {
     pobj_s_t r;
-    ASSERT_EQ(decode(hex(kPobj), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kPobj), r), 0x00000000U);
     expect_pobj_fields(r);
     qbAsnFreeObj(r);
 }
@@ -173,14 +95,14 @@ TEST_F(AsnPobj, lcs_form_gives_the_same_bytes_and_fields) {
     pobj_fixture f;
     EXPECT_EQ(encode(f.rec, true), hex(kPobj));
     pobj_s_t r;
-    ASSERT_EQ(decode(hex(kPobj), r, true), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kPobj), r, true), 0x00000000U);
     expect_pobj_fields(r);
     qbAsnFreeObj(r);
 }
 
 TEST_F(AsnPobj, decoded_record_encodes_to_the_same_bytes) {
     pobj_s_t r;
-    ASSERT_EQ(decode(hex(kPobj), r), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kPobj), r), 0x00000000U);
     EXPECT_EQ(encode(r), hex(kPobj));
     qbAsnFreeObj(r);
 }
@@ -190,7 +112,7 @@ TEST_F(AsnPobj, null_name_and_empty_attribute_list) {
     const bytes_t expected = hex("04 02 AC DC 30 0C 02 01 00 02 01 00 0C 00 30 02 30 00");
     EXPECT_EQ(encode(r), expected);
     pobj_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     EXPECT_EQ(d.number1, 0);
     EXPECT_EQ(d.number2, 0);
     ASSERT_NE(d.name, nullptr);  // an allocated empty name
@@ -261,7 +183,7 @@ TEST_F(AsnPobjspace, decodes_names_then_attributes) {
     for (bool lcs : {false, true}) {
         SCOPED_TRACE(lcs ? "LCS form" : "plain form");
         pobjspace_s_t r;
-        ASSERT_EQ(decode(hex(kSpace), r, lcs), 0x00000000U);
+        ASSERT_EQ(decode_zeroed(hex(kSpace), r, lcs), 0x00000000U);
         ASSERT_EQ(r.count, 2U);
         ASSERT_NE(r.names, nullptr);
         EXPECT_STREQ(r.names[0], "/a");
@@ -278,7 +200,7 @@ TEST_F(AsnPobjspace, count_zero_decodes_to_count_zero_and_null_array) {
     const bytes_t expected = hex("04 02 AC DC 30 06 30 00 30 02 30 00");
     EXPECT_EQ(encode(r), expected);
     pobjspace_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     EXPECT_EQ(d.count, 0U);
     EXPECT_EQ(d.names, nullptr);
     EXPECT_EQ(d.attrs.count, 0U);
@@ -292,7 +214,7 @@ TEST_F(AsnPobjspace, null_name_travels_as_an_empty_text) {
     const bytes_t expected = hex("04 02 AC DC 30 08 30 02 0C 00 30 02 30 00");
     EXPECT_EQ(encode(r), expected);
     pobjspace_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     ASSERT_EQ(d.count, 1U);
     ASSERT_NE(d.names[0], nullptr);
     EXPECT_STREQ(d.names[0], "");
@@ -303,7 +225,7 @@ TEST_F(AsnPobjspace, indefinite_length_list_is_read) {
     // The names list with an indefinite length (30 80 ... 00 00).
     const bytes_t b = hex("04 02 AC DC 30 0C 30 80 0C 02 2F 61 00 00 30 02 30 00");
     pobjspace_s_t d;
-    ASSERT_EQ(decode(b, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(b, d), 0x00000000U);
     ASSERT_EQ(d.count, 1U);
     EXPECT_STREQ(d.names[0], "/a");
     qbAsnFreeObj(d);
@@ -358,7 +280,7 @@ TEST_F(AsnAznInternalPobj, decodes_nested_pobj_then_text) {
     for (bool lcs : {false, true}) {
         SCOPED_TRACE(lcs ? "LCS form" : "plain form");
         azn_internal_pobj_s_t r;
-        ASSERT_EQ(decode(hex(kInternal), r, lcs), 0x00000000U);
+        ASSERT_EQ(decode_zeroed(hex(kInternal), r, lcs), 0x00000000U);
         expect_pobj_fields(r.pobj);
         EXPECT_STREQ(r.text, "ext");
         EXPECT_EQ(encode(r), hex(kInternal));
@@ -368,9 +290,9 @@ TEST_F(AsnAznInternalPobj, decodes_nested_pobj_then_text) {
 
 TEST_F(AsnAznInternalPobj, first_words_equal_the_nested_part_decoded_alone) {
     azn_internal_pobj_s_t whole;
-    ASSERT_EQ(decode(hex(kInternal), whole), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kInternal), whole), 0x00000000U);
     pobj_s_t alone;
-    ASSERT_EQ(decode(hex(kPobj), alone), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(hex(kPobj), alone), 0x00000000U);
 
     // The record begins with its pobj_s_t: a pointer to it serves as one.
     EXPECT_EQ(offsetof(azn_internal_pobj_s_t, pobj), 0U);
@@ -400,7 +322,7 @@ TEST_F(AsnAznInternalPobj, null_texts_and_empty_attribute_list) {
     const bytes_t expected = hex("04 02 AC DC 30 10 30 0C 02 01 00 02 01 00 0C 00 30 02 30 00 0C 00");
     EXPECT_EQ(encode(r), expected);
     azn_internal_pobj_s_t d;
-    ASSERT_EQ(decode(expected, d), 0x00000000U);
+    ASSERT_EQ(decode_zeroed(expected, d), 0x00000000U);
     ASSERT_NE(d.pobj.name, nullptr);
     EXPECT_STREQ(d.pobj.name, "");
     EXPECT_EQ(d.pobj.attrs.count, 0U);
@@ -415,7 +337,7 @@ TEST_F(AsnAznInternalPobj, pobj_members_without_their_own_sequence_are_refused) 
     // nested SEQUENCE finds an INTEGER identifier (0x106521A4).
     const bytes_t b = hex("04 02 AC DC 30 0E 02 01 00 02 01 00 0C 00 30 02 30 00 0C 00");
     azn_internal_pobj_s_t d;
-    EXPECT_EQ(decode(b, d), 0x106521A4U);
+    EXPECT_EQ(decode_zeroed(b, d), 0x106521A4U);
     qbAsnFreeObj(d);
 }
 
@@ -447,117 +369,38 @@ TEST_F(AsnAznInternalPobj, reflection_lists_the_fields_in_wire_order) {
 // A sweep that has not completed after this many failing runs is broken.
 constexpr long kSweepLimit = 2000;
 
-// sweep_encode: encodes `r` with the 1st, 2nd, ... allocation failed until
-// the encoding completes. Each run that takes the failure reports 0x10652065
-// on standard error and as its status and hands out no buffer; the run that
-// completes gives `expected`. True when some failure named `file`.
-template <class Flat>
-bool sweep_encode(Flat& r, const bytes_t& expected, const char* file) {
-    const std::string where = std::string(" in ") + file + " at line ";
-    bool file_seen = false;
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        qb_asn_buffer_t out{0, nullptr};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnEncodeObj(out, r);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            EXPECT_EQ(out.data != nullptr ? bytes_t(out.data, out.data + out.length) : bytes_t{}, expected);
-            qb_asn_buffer_free(out);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_EQ(out.data, nullptr);
-        EXPECT_NE(err.find("Exception: "), std::string::npos) << err;
-        EXPECT_NE(err.find(" [10652065] in "), std::string::npos) << err;
-        if (err.find(where) != std::string::npos) file_seen = true;
-        qb_asn_buffer_free(out);
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-    return file_seen;
-}
-
-// sweep_decode: decodes `b` with the 1st, 2nd, ... allocation failed until
-// the decoding completes. Each run that takes the failure reports 0x10652065,
-// and its partly filled record is freed (the leak check of the test covers
-// it); the run that completes is handed to `check`. True when some failure
-// named `file`.
-template <class Flat, class Check>
-bool sweep_decode(const bytes_t& b, const char* file, Check check) {
-    const std::string where = std::string(" in ") + file + " at line ";
-    bool file_seen = false;
-    long n = 0;
-    for (; n < kSweepLimit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        Flat r;
-        std::memset(&r, 0, sizeof r);
-        bytes_t copy = b;
-        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(in, r);
-            injected = !qb_test::fail_after::armed();
-        }
-        const std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            check(r);
-            qbAsnFreeObj(r);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_NE(err.find(" [10652065] in "), std::string::npos) << err;
-        if (err.find(where) != std::string::npos) file_seen = true;
-        qbAsnFreeObj(r);
-    }
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, kSweepLimit);
-    return file_seen;
-}
+// The sweeps: support/record_test.h.
 
 // Element creation in set_value (the names) names this group.
 TEST_F(PobjOutOfMemory, encode_space_reports_memory_status) {
     char a[] = "/a", bc[] = "/b/c";
     char* names[] = {a, bc};
     pobjspace_s_t r{2, names, {0, nullptr}};
-    EXPECT_TRUE(sweep_encode(r, hex(kSpace), "base_idls/pobj_asn"));
+    EXPECT_TRUE(sweep_encode(r, hex(kSpace), kSweepLimit).names("base_idls/pobj_asn"));
 }
 
 // Records without a list of their own fail only in the runtime and in the
 // attribute list; each failure still reports 0x10652065 and leaks nothing.
 TEST_F(PobjOutOfMemory, encode_pobj_and_internal_form_report_memory_status) {
     internal_fixture f;
-    sweep_encode(f.p.rec, hex(kPobj), "base_idls/pobj_asn");
-    sweep_encode(f.rec, hex(kInternal), "base_idls/pobj_asn");
+    sweep_encode(f.p.rec, hex(kPobj), kSweepLimit);
+    sweep_encode(f.rec, hex(kInternal), kSweepLimit);
 }
 
 // The flat name array of get_value names this group; a partly filled record is freeable.
 TEST_F(PobjOutOfMemory, decode_space_reports_memory_status_and_stays_freeable) {
-    EXPECT_TRUE(sweep_decode<pobjspace_s_t>(hex(kSpace), "base_idls/pobj_asn", [](const pobjspace_s_t& r) {
-        ASSERT_EQ(r.count, 2U);
-        EXPECT_STREQ(r.names[1], "/b/c");
-    }));
+    EXPECT_TRUE(sweep_decode<pobjspace_s_t>(hex(kSpace), kSweepLimit, [](const pobjspace_s_t& r) {
+                    ASSERT_EQ(r.count, 2U);
+                    EXPECT_STREQ(r.names[1], "/b/c");
+                }).names("base_idls/pobj_asn"));
 }
 
 // A text that cannot be allocated is reported by this group ("ASN: Out of memory").
 TEST_F(PobjOutOfMemory, decode_internal_form_reports_memory_status_and_stays_freeable) {
-    EXPECT_TRUE(sweep_decode<azn_internal_pobj_s_t>(hex(kInternal), "base_idls/pobj_asn",
-                                                    [](const azn_internal_pobj_s_t& r) {
-                                                        expect_pobj_fields(r.pobj);
-                                                        EXPECT_STREQ(r.text, "ext");
-                                                    }));
+    EXPECT_TRUE(sweep_decode<azn_internal_pobj_s_t>(hex(kInternal), kSweepLimit, [](const azn_internal_pobj_s_t& r) {
+                    expect_pobj_fields(r.pobj);
+                    EXPECT_STREQ(r.text, "ext");
+                }).names("base_idls/pobj_asn"));
 }
 
 }  // namespace

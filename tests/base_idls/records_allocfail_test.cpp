@@ -18,7 +18,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <new>
 #include <set>
 #include <string>
 #include <vector>
@@ -27,41 +26,8 @@
 #include "asn1/asnbase.h"
 #include "base_idls/attrlist_asn.h"
 #include "support/failing_malloc.h"
+#include "support/leak_check.h"
 #include "support/record_random.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QB_RECORDS_LSAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QB_RECORDS_LSAN 1
-#endif
-#endif
-
-#if defined(QB_RECORDS_LSAN)
-#include <sanitizer/lsan_interface.h>
-#endif
-
-// ---- operator new through malloc ----
-//
-// Record elements are created with new (std::nothrow). The C++ library serves
-// new from malloc, but a sanitizer runtime serves it on its own, bypassing the
-// malloc interposer; replacing the non-aligned forms here routes them through
-// malloc in every build, so those allocations are failed too.
-
-void* operator new(std::size_t n) {
-    void* p = std::malloc(n != 0 ? n : 1);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
 
 namespace {
 
@@ -80,25 +46,8 @@ constexpr int kAttrChildLine = 212;  // a counted value is missing
 // it. A leaked block stays leaked and would be reported again by every later
 // check; after the first finding only the check at exit remains.
 
-#if defined(QB_RECORDS_LSAN)
-bool g_leaked = false;
-#endif
-
-// leak_found: runs a leak check unless one has already found a leak.
-bool leak_found() {
-#if defined(QB_RECORDS_LSAN)
-    if (g_leaked) return false;
-    g_leaked = __lsan_do_recoverable_leak_check() != 0;
-    return g_leaked;
-#else
-    return false;
-#endif
-}
-
-class LeakChecked : public ::testing::Test {
-protected:
-    void TearDown() override { EXPECT_FALSE(leak_found()) << "blocks leaked in this test (report above)"; }
-};
+using qb_test::leak_found;
+using qb_test::LeakChecked;
 
 class AttrOutOfMemory : public LeakChecked {};
 class AttrlistOutOfMemory : public LeakChecked {};

@@ -37,19 +37,8 @@
 #include "asn1/asnrecord.h"
 #include "asn1/internal/record.h"
 #include "base_idls/attrlist_asn.h"
+#include "support/leak_check.h"
 #include "support/record_random.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QB_GENERIC_LSAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QB_GENERIC_LSAN 1
-#endif
-#endif
-
-#if defined(QB_GENERIC_LSAN)
-#include <sanitizer/lsan_interface.h>
-#endif
 
 // ---- records covering every field shape ----
 
@@ -182,17 +171,7 @@ constexpr size_t kAllPositionsUpTo = 300;
 // In the sanitizer build each test ends with a leak check, so a leak is
 // charged to the test that made it (after the first finding only the check
 // at exit remains).
-class LeakChecked : public ::testing::Test {
-protected:
-    void TearDown() override {
-#if defined(QB_GENERIC_LSAN)
-        static bool leaked_before = false;
-        if (leaked_before) return;
-        leaked_before = __lsan_do_recoverable_leak_check() != 0;
-        EXPECT_FALSE(leaked_before) << "blocks leaked in this test (report above)";
-#endif
-    }
-};
+using qb_test::LeakChecked;
 
 class RecordTable : public ::testing::Test {};
 class RecordRoundTrip : public LeakChecked {};

@@ -11,39 +11,23 @@
 #include "base_idls/vqauditidl_asn.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
+#include "support/record_test.h"
 
 namespace {
 
-using bytes = std::vector<unsigned char>;
+using bytes = qb_test::bytes_t;
+using qb_test::block_of;
+using qb_test::concat;
+using qb_test::decode;
+using qb_test::encode;
+using qb_test::expect_text;
+using qb_test::frame;
+using qb_test::sweep_decode;
+using qb_test::sweep_encode;
+using qb_test::sweep_result;
+using qb_test::text_of;
 
 // ---- helpers ----
-
-template <class Flat>
-bytes encode(Flat& r, bool lcs = false) {
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
-    EXPECT_EQ(rc, 0u);
-    bytes v;
-    if (out.data != nullptr) v.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return v;
-}
-
-template <class Flat>
-unsigned int decode(bytes in_bytes, Flat& r, bool lcs = false) {
-    qb_asn_buffer_t in{static_cast<unsigned int>(in_bytes.size()), in_bytes.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-std::string text_of(const char* s) { return s == nullptr ? std::string() : std::string(s); }
-
-bytes block_of(const unsigned char* p, unsigned int n) { return n == 0 ? bytes() : bytes(p, p + n); }
-
-// A decoded text is never null: null and "" both come back as "".
-void expect_text(const char* want, const char* got) {
-    ASSERT_NE(got, nullptr);
-    EXPECT_EQ(text_of(want), std::string(got));
-}
 
 void expect_attribute(const vqauditattribute_s_t& want, const vqauditattribute_s_t& got) {
     expect_text(want.name, got.name);
@@ -85,31 +69,6 @@ void expect_event(const vqauditevent_s_t& want, const vqauditevent_s_t& got) {
         SCOPED_TRACE("element " + std::to_string(i));
         expect_element(want.elements[i], got.elements[i]);
     }
-}
-
-// BER length octets (short form below 128, else long form).
-bytes ber_length(size_t n) {
-    if (n < 128) return {static_cast<unsigned char>(n)};
-    bytes digits;
-    for (size_t v = n; v != 0; v >>= 8) digits.insert(digits.begin(), static_cast<unsigned char>(v & 0xFF));
-    bytes out{static_cast<unsigned char>(0x80 | digits.size())};
-    out.insert(out.end(), digits.begin(), digits.end());
-    return out;
-}
-
-// A frame with tag `tag` around `content`.
-bytes frame(unsigned char tag, const bytes& content) {
-    bytes out{tag};
-    const bytes len = ber_length(content.size());
-    out.insert(out.end(), len.begin(), len.end());
-    out.insert(out.end(), content.begin(), content.end());
-    return out;
-}
-
-bytes concat(std::initializer_list<bytes> parts) {
-    bytes out;
-    for (const bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-    return out;
 }
 
 // An element chain `levels` deep, each named "n" with no value and no
@@ -408,32 +367,9 @@ TEST(VqauditEvent, AllocationFailureAtEveryStepOfADecodeLeaksNothing) {
     vqauditelement_s_t b_level[] = {{const_cast<char*>("b"), 1, kTwo, 2, attrs, 1, c_level}};
     vqauditevent_s_t ev{1, const_cast<char*>("e"), 2, 1, b_level};
     const bytes input = encode(ev);
-    bool succeeded = false;
-    int failures = 0;
-    for (long n = 0; n < 400 && !succeeded; ++n) {
-        SCOPED_TRACE(n);
-        vqauditevent_s_t got{};
-        testing::internal::CaptureStderr();
-        unsigned int rc;
-        bytes copy = input;
-        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnDecodeObj(in, got);
-        }
-        const std::string err = testing::internal::GetCapturedStderr();
-        if (rc == 0) {
-            succeeded = true;
-            expect_event(ev, got);
-        } else {
-            ++failures;
-            EXPECT_EQ(rc, 0x10652065u);
-            EXPECT_NE(err.find("[10652065]"), std::string::npos) << err;
-        }
-        qbAsnFreeObj(got);
-    }
-    EXPECT_TRUE(succeeded);
-    EXPECT_GE(failures, 10);  // texts, blocks and arrays at every level
+    const sweep_result decoded =
+        sweep_decode<vqauditevent_s_t>(input, 400, [&](const vqauditevent_s_t& got) { expect_event(ev, got); });
+    EXPECT_GE(decoded.failures, 10);  // texts, blocks and arrays at every level
 }
 
 TEST(VqauditEvent, AllocationFailureAtEveryStepOfAnEncodeLeaksNothing) {
@@ -442,30 +378,8 @@ TEST(VqauditEvent, AllocationFailureAtEveryStepOfAnEncodeLeaksNothing) {
     vqauditelement_s_t b_level[] = {{const_cast<char*>("b"), 1, kTwo, 1, attrs, 1, c_level}};
     vqauditevent_s_t ev{1, const_cast<char*>("e"), 2, 1, b_level};
     const bytes want = encode(ev);
-    bool succeeded = false;
-    int failures = 0;
-    for (long n = 0; n < 400 && !succeeded; ++n) {
-        SCOPED_TRACE(n);
-        qb_asn_buffer_t out{0, nullptr};
-        testing::internal::CaptureStderr();
-        unsigned int rc;
-        {
-            qb_test::fail_after guard(n);
-            rc = qbAsnEncodeObj(out, ev);
-        }
-        testing::internal::GetCapturedStderr();
-        if (rc == 0) {
-            succeeded = true;
-            EXPECT_EQ(bytes(out.data, out.data + out.length), want);
-            qb_asn_buffer_free(out);
-        } else {
-            ++failures;
-            EXPECT_EQ(rc, 0x10652065u);
-            EXPECT_EQ(out.data, nullptr);
-        }
-    }
-    EXPECT_TRUE(succeeded);
-    EXPECT_GE(failures, 1);
+    const sweep_result encoded = sweep_encode(ev, want, 400);
+    EXPECT_GE(encoded.failures, 1);
 }
 
 }  // namespace

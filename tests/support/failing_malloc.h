@@ -21,11 +21,25 @@
 //   { qb_test::record_allocations rec; ...; rec.sizes(); rec.freed(); }
 // lists the sizes requested, the blocks handed out (rec.results()) and the
 // blocks released meanwhile (this thread).
+//
+// It also replaces the global operator new and delete (the non-aligned
+// forms) so that they allocate through malloc and free, in every build: see
+// "operator new through malloc" at the end. An executable that must keep the
+// C++ runtime's own operator new defines QB_TEST_KEEP_OPERATOR_NEW before
+// including this header.
+//
+// support/record_test.h builds its allocation-failure sweeps on this header,
+// so this one must come first.
 #ifndef QBASN_TESTS_SUPPORT_FAILING_MALLOC_H
 #define QBASN_TESTS_SUPPORT_FAILING_MALLOC_H
 
+#if defined(QBASN_TESTS_SUPPORT_RECORD_TEST_H)
+#error "include support/failing_malloc.h before support/record_test.h (its sweeps need this header)"
+#endif
+
 #include <cstddef>
 #include <cstdlib>
+#include <new>
 #include <vector>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -174,5 +188,39 @@ extern "C" QB_TEST_UNINSTRUMENTED void free(void* block) noexcept {
     qb_test::detail::note_free(block);
     QB_TEST_REAL(free)(block);
 }
+
+// ---- operator new through malloc ----
+//
+// The library creates its objects and record elements with new
+// (std::nothrow). In a plain build the C++ library serves new from malloc, so
+// those allocations already pass through the interposer; a sanitizer runtime
+// serves new on its own, bypassing it. Replacing the non-aligned forms here
+// routes them through malloc in every build, so they can be failed (and
+// logged) in the sanitizer build too, and the sanitizer still tracks them,
+// through its malloc. The price, in the sanitizer build of an executable that
+// includes this header: new and malloc blocks are no longer told apart, so a
+// block allocated with new and released with free (or the reverse) is not
+// reported here; the executables without this header still report it.
+//
+// Replacement allocation functions cannot be inline, which is one more reason
+// this header belongs to exactly one source file of an executable.
+#if !defined(QB_TEST_KEEP_OPERATOR_NEW)
+
+void* operator new(std::size_t n) {
+    void* p = std::malloc(n != 0 ? n : 1);
+    if (p == nullptr) throw std::bad_alloc();
+    return p;
+}
+void* operator new[](std::size_t n) { return ::operator new(n); }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+
+#endif
 
 #endif
