@@ -39,6 +39,9 @@ QBASN_API unsigned int qbAsnGetType(unsigned char** p, unsigned int* rem, unsign
 // qbAsnGetLength: length octets. 80 is indefinite (definite 0, length 0);
 // long forms of any number of octets keep the low 32 bits. When long-form
 // octets run out, definite = 1 and a partial length have been stored.
+// Deliberate: a length that does not fit 32 bits is not refused here (its
+// low 32 bits are the result); the object runtime's frame reader refuses such
+// a length with 0x10652198 before it uses this function's result.
 QBASN_API unsigned int qbAsnGetLength(unsigned char** p, unsigned int* rem,
                                       unsigned int* definite, unsigned int* length);
 

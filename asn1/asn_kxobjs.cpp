@@ -289,6 +289,8 @@ qb_record_info record(const char* name, const char* flat_name, size_t flat_size,
     r.decode = decode;
     r.free_obj = free_obj;
     r.leading_version = 1;  // every record here is a qb_v37_asnbase
+    r.tree_encode = encode;
+    r.tree_decode = decode;
     return r;
 }
 

@@ -2,6 +2,7 @@
 // the envelope. Follows the order of asn1/asnbase.h.
 #include "asn1/asnbase.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -38,11 +39,20 @@ void append_unsigned(qb_buffer_t& out, unsigned long long v) {
 // QBASN_MAX_NESTING). Per thread, so concurrent readers do not interfere.
 thread_local unsigned int t_read_depth = 0;
 
-struct DepthGuard {
-    DepthGuard() { ++t_read_depth; }
-    ~DepthGuard() { --t_read_depth; }
+// The constructed OCTET STRING frames the current thread is reading segments
+// of (see QBASN_MAX_SEGMENT_NESTING).
+thread_local unsigned int t_segment_depth = 0;
+
+// Counts one level of a per-thread depth for as long as it lives.
+class DepthGuard {
+public:
+    explicit DepthGuard(unsigned int& depth) : depth_(depth) { ++depth_; }
+    ~DepthGuard() { --depth_; }
     DepthGuard(const DepthGuard&) = delete;
     DepthGuard& operator=(const DepthGuard&) = delete;
+
+private:
+    unsigned int& depth_;
 };
 
 // Cuts a buffer back to its length on entry unless commit() was called, so a
@@ -495,6 +505,26 @@ struct header_result {
     unsigned int length;
 };
 
+// length_exceeds_32_bits: true when the length octets at the cursor are a
+// long form whose value does not fit 32 bits (a non-zero octet before the
+// last four). No input the library can hold is that long, so the frame is
+// refused as exhausted input instead of being read with the low 32 bits of
+// its length, which would make this reader and any other parser see
+// different messages. Leading zero octets are valid BER and stay accepted.
+// Only the octets within `remaining` are looked at; a length cut short is
+// left to qbAsnGetLength, which refuses it with the same status.
+bool length_exceeds_32_bits(const qb_r_buffer_t& r) {
+    if (r.remaining == 0) return false;
+    const unsigned int first = r.cursor[0];
+    if ((first & 0x80) == 0) return false;
+    const unsigned int n = first & 0x7F;
+    if (n <= 4) return false;
+    const unsigned int high_end = std::min(n - 4, r.remaining - 1);  // octets 1..n-4 carry bits above 32
+    for (unsigned int i = 1; i <= high_end; ++i)
+        if (r.cursor[i] != 0) return true;
+    return false;
+}
+
 // Steps of asnread before the content: identifier, form, length. Kept out of
 // asnread (and out of line) so the frames that recurse through nested content
 // stay small. On every failure the view is back where it was.
@@ -519,6 +549,7 @@ struct header_result {
     o.constructed = cons;
     if (cons && !o.encoding_constructed_permitted()) return fail(kConstructedForbidden, false);
     if (!cons && !o.encoding_primitive_permitted()) return fail(kPrimitiveForbidden, false);
+    if (length_exceeds_32_bits(r)) return fail(kInputExhausted, false);
     unsigned int definite = 0;
     unsigned int length = 0;
     rc = qbAsnGetLength(&r.cursor, &r.remaining, &definite, &length);
@@ -551,7 +582,7 @@ unsigned int qb_asn_object::asnread(qb_r_buffer_t& r) {
         result = kMalformed;
     } else {
         {
-            DepthGuard depth;
+            DepthGuard depth(t_read_depth);
             result = decode_value(r, header.length);
         }
         if (result != 0) {
@@ -1375,6 +1406,13 @@ unsigned int qb_asn_octetstring::decode_value(qb_r_buffer_t& r, unsigned int len
         advance(r, length);
     } else {
         // Segments, each a full OCTET STRING frame (possibly constructed itself).
+        // The segments of a constructed segment are followed, but only to
+        // QBASN_MAX_SEGMENT_NESTING constructed levels: each level holds a
+        // whole octet-string object on the stack, so unbounded segment
+        // nesting would let a few hundred input octets exhaust a small
+        // thread stack.
+        if (t_segment_depth >= QBASN_MAX_SEGMENT_NESTING) return kMalformed;
+        DepthGuard segment_level(t_segment_depth);
         qb_asn_octetstring inner(secure);
         inner.constructed_permitted = 1;
         inner.indefinite_permitted = 1;

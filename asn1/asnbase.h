@@ -20,8 +20,17 @@
 // Nesting bound: while reading, the runtime follows nested frames (a frame
 // whose content holds further frames, such as a SEQUENCE in a SEQUENCE or a
 // constructed OCTET STRING segment) to at most QBASN_MAX_NESTING levels.
-// A frame deeper than that is refused with 0x1065219B, so no input can
-// exhaust a thread's stack.
+// A frame nested deeper than that is refused with 0x1065219B. Constructed
+// OCTET STRING segments are bounded far more tightly: a constructed string
+// may hold constructed segments, whose segments must then be primitive
+// (QBASN_MAX_SEGMENT_NESTING constructed levels); deeper segment nesting is
+// refused with 0x1065219B as well. The records' own schemas bound every other
+// nesting, so every record decode fits a 64 KiB thread stack (the README
+// gives the stack each level costs).
+//
+// Lengths: a long-form length whose value does not fit 32 bits (a non-zero
+// octet before its last four) is refused with 0x10652198 by the frame reader;
+// leading zero octets are accepted.
 #ifndef QBASN_ASNBASE_H
 #define QBASN_ASNBASE_H
 
@@ -32,6 +41,9 @@
 
 // QBASN_MAX_NESTING: the deepest frame nesting asnread follows (see above).
 #define QBASN_MAX_NESTING 256
+// QBASN_MAX_SEGMENT_NESTING: the most constructed OCTET STRING levels a read
+// follows: a constructed string and constructed segments inside it.
+#define QBASN_MAX_SEGMENT_NESTING 2
 
 // ---- plain types ----
 

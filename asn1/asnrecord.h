@@ -66,6 +66,12 @@ struct qb_record_info {
     // 1 when the SEQUENCE begins with an INTEGER version (always 1) that has
     // no flat field (the object updates and certificate requests).
     int leading_version;
+    // The same operations through the object tree of the record class (the
+    // reference behaviour of the exported classes). The entry points above
+    // give the same octets, statuses, standard-error lines and flat records;
+    // these exist for comparison and diagnosis.
+    unsigned int (*tree_encode)(qb_asn_buffer_t& out, void* flat, int lcs);
+    unsigned int (*tree_decode)(qb_asn_buffer_t& in, void* flat, int lcs);
 };
 
 // qb_record_find: the record whose flat-record name ("attrlist_s_t"), type name

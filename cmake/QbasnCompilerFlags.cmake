@@ -8,6 +8,14 @@ set(QBASN_SANITIZE_FLAGS
   -fno-omit-frame-pointer
 )
 
+# Flags of the ThreadSanitizer build (QBASN_TSAN=ON); used for compiling and
+# linking every target. ThreadSanitizer cannot share a process with
+# AddressSanitizer, so the two builds are separate.
+set(QBASN_TSAN_FLAGS
+  -fsanitize=thread
+  -fno-omit-frame-pointer
+)
+
 # qbasn_target_warnings(<target>): high warnings on one target; -Werror only
 # when QBASN_WERROR is on, so that newer compilers never break a user's build.
 function(qbasn_target_warnings target)

@@ -563,27 +563,6 @@ struct field_table {
     qb_field_info items[N > 0 ? N : 1];
 };
 
-template <class Desc>
-const qb_record_info& walker<Desc>::reflect() {
-    static const auto table = std::apply(
-        [](const auto&... f) { return field_table<sizeof...(f)>{{f.info()...}}; }, Desc::fields);
-    static const qb_record_info info = {
-        Desc::full_name,
-        Desc::flat_name,
-        sizeof(Flat),
-        table.items,
-        std::tuple_size_v<std::remove_const_t<decltype(Desc::fields)>>,
-        [](qb_asn_buffer_t& out, void* flat, int lcs) {
-            return lcs ? qbAsnEncodeObjLCS(out, *static_cast<Flat*>(flat)) : qbAsnEncodeObj(out, *static_cast<Flat*>(flat));
-        },
-        [](qb_asn_buffer_t& in, void* flat, int lcs) {
-            return lcs ? qbAsnDecodeObjLCS(in, *static_cast<Flat*>(flat)) : qbAsnDecodeObj(in, *static_cast<Flat*>(flat));
-        },
-        [](void* flat) { qbAsnFreeObj(*static_cast<Flat*>(flat)); },
-        0,
-    };
-    return info;
-}
 
 // encode_obj/decode_obj: the record's work inside the exception boundary.
 template <class Rec, class Flat>
@@ -633,6 +612,34 @@ unsigned int decode_entry(qb_asn_buffer_t& in, Flat& r, security_t s) {
         report(e);
         return e.code;
     }
+}
+
+template <class Desc>
+const qb_record_info& walker<Desc>::reflect() {
+    static const auto table = std::apply(
+        [](const auto&... f) { return field_table<sizeof...(f)>{{f.info()...}}; }, Desc::fields);
+    static const qb_record_info info = {
+        Desc::full_name,
+        Desc::flat_name,
+        sizeof(Flat),
+        table.items,
+        std::tuple_size_v<std::remove_const_t<decltype(Desc::fields)>>,
+        [](qb_asn_buffer_t& out, void* flat, int lcs) {
+            return lcs ? qbAsnEncodeObjLCS(out, *static_cast<Flat*>(flat)) : qbAsnEncodeObj(out, *static_cast<Flat*>(flat));
+        },
+        [](qb_asn_buffer_t& in, void* flat, int lcs) {
+            return lcs ? qbAsnDecodeObjLCS(in, *static_cast<Flat*>(flat)) : qbAsnDecodeObj(in, *static_cast<Flat*>(flat));
+        },
+        [](void* flat) { qbAsnFreeObj(*static_cast<Flat*>(flat)); },
+        0,
+        [](qb_asn_buffer_t& out, void* flat, int lcs) {
+            return encode_entry<Rec>(out, *static_cast<Flat*>(flat), lcs ? security_lcs : security_off);
+        },
+        [](qb_asn_buffer_t& in, void* flat, int lcs) {
+            return decode_entry<Rec>(in, *static_cast<Flat*>(flat), lcs ? security_lcs : security_off);
+        },
+    };
+    return info;
 }
 
 }  // namespace qb::rec

@@ -273,7 +273,9 @@ TEST(QbAsnOctetstring, constructed_segments_table) {
          "01 02 03 04 05"},
         {"nested indefinite segment", "24 0B 04 01 01 24 80 04 02 02 03 00 00", 0x00000000,
          "01 02 03"},
-        {"doubly nested", "24 0A 24 08 24 06 04 01 0A 04 01 0B", 0x00000000, "0A 0B"},
+        {"indefinite segment in an indefinite string", "24 80 24 80 04 01 0A 00 00 00 00", 0x00000000, "0A"},
+        // A third constructed level is refused (QBASN_MAX_SEGMENT_NESTING is 2).
+        {"doubly nested", "24 0A 24 08 24 06 04 01 0A 04 01 0B", 0x1065219B, ""},
         {"empty segments", "24 04 04 00 04 00", 0x00000000, ""},
         {"no segment at all", "24 00", 0x00000000, ""},
         {"indefinite, no segment", "24 80 00 00", 0x00000000, ""},

@@ -614,6 +614,30 @@ TEST_F(ToolTest, truncated_messages_are_refused) {
     expect_error(run({"dump", "--hex"}, "09 02 AC DC 30"), 2, "offset 0: header length 9 leaves no record");
 }
 
+// Lengths that do not fit 32 bits: dump and decode both refuse them (the
+// library with 0x10652198), and both accept leading zero length octets.
+TEST_F(ToolTest, dump_and_decode_agree_on_lengths_beyond_32_bits) {
+    const std::string tail = "02 01 2A 0C 04 72 65 61 64 04 04 DE AD BE EF";
+    std::string length126 = "FE 01";
+    for (int i = 0; i < 121; ++i) length126 += " 00";
+    length126 += " 00 00 00 0F ";
+    const std::vector<std::string> refused = {
+        "04 02 AC DC 30 85 01 00 00 00 0F " + tail,
+        "04 02 AC DC 30 " + length126 + tail,
+        "04 02 AC DC 30 14 02 85 01 00 00 00 01 2A 0C 04 72 65 61 64 04 04 DE AD BE EF",
+    };
+    for (const std::string& msg : refused) {
+        SCOPED_TRACE(msg);
+        expect_error(run({"dump", "--hex"}, msg), 2, "length larger than 32 bits");
+        expect_error(run({"decode", "--type", "value", "--hex"}, msg), 1, "error: 0x10652198");
+    }
+    const std::string zeros = "04 02 AC DC 30 85 00 00 00 00 0F " + tail;
+    EXPECT_SUCCESS(run({"dump", "--hex"}, zeros));
+    const run_result decoded = run({"decode", "--type", "value", "--hex"}, zeros);
+    EXPECT_SUCCESS(decoded);
+    EXPECT_NE(decoded.out.find("\"read\""), std::string::npos) << decoded.out;
+}
+
 TEST_F(ToolTest, deep_nesting_is_refused_beyond_256_levels) {
     auto nested = [](int levels) {
         std::string s;
