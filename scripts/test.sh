@@ -3,9 +3,11 @@
 #   build/ci-release  RelWithDebInfo, warnings as errors
 #   build/ci-asan     Debug, AddressSanitizer + UndefinedBehaviorSanitizer,
 #                     warnings as errors
-# Each run includes the install check (tests/install/). Missing Debian build
-# packages are installed first when that is possible. Exits non-zero on the
-# first failure.
+# Each run includes the install check (tests/install/) and replays the fuzz
+# corpora. Then the thread test under ThreadSanitizer (scripts/tsan.sh,
+# build/tsan) and every fuzz target for 20 seconds (scripts/fuzz.sh,
+# build/fuzz). Missing Debian build packages are installed first when that is
+# possible. Exits non-zero on the first failure.
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -34,4 +36,11 @@ export ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 run_config build/ci-asan -DCMAKE_BUILD_TYPE=Debug -DQBASN_SANITIZE=ON
 
-echo "==== all tests passed (release and sanitizer builds)"
+# ---- ThreadSanitizer: every record on 8 threads (build/tsan) ----
+"$repo/scripts/tsan.sh"
+
+# ---- fuzz targets: each runs a short, fixed time from its corpus (build/fuzz);
+# fuzz.sh says so and passes when no clang with libFuzzer can be had ----
+"$repo/scripts/fuzz.sh" 20
+
+echo "==== all tests passed (release, sanitizer and thread-sanitizer builds; fuzz targets)"

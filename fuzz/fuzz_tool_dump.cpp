@@ -1,0 +1,44 @@
+// fuzz/fuzz_tool_dump.cpp - the qbasn tool's frame walker (dump_message) on
+// any octets.
+//
+// Input: bit 0 of the first octet sets --no-envelope, the other seven bits
+// pick the record whose field names label the frames (0: none, n: record
+// n - 1 modulo the number of records); the rest is the message, in a heap
+// block of exactly its size. The walker either writes its lines or throws the
+// tool's input error (tool_error with exit code 2) at the first malformed
+// frame; nothing else may escape, nothing outside the message may be read.
+// The lines go to /dev/null.
+#include <cstdio>
+
+#include "asn1/asnrecord.h"
+#include "shim.h"
+#include "tools/qbasn/common.h"
+#include "tools/qbasn/dump.h"
+
+namespace {
+
+// sink: /dev/null, opened once and kept for the life of the program.
+FILE* sink() {
+    static FILE* out = std::fopen("/dev/null", "w");
+    FUZZ_CHECK(out != nullptr);
+    return out;
+}
+
+}  // namespace
+
+void fuzz_one(std::span<const unsigned char> input) {
+    if (input.empty()) return;
+    std::size_t count = 0;
+    const qb_record_info* const* records = qb_record_list(&count);
+    FUZZ_CHECK(count > 0);
+    qbtool::dump_options options;
+    options.no_envelope = (input[0] & 1U) != 0;
+    const unsigned int label = input[0] >> 1;
+    if (label != 0) options.type = records[(label - 1) % count];
+    qb_fuzz::heap_copy message(input.subspan(1));
+    try {
+        qbtool::dump_message(std::span<const unsigned char>(message.data(), message.size()), options, sink());
+    } catch (const qbtool::tool_error& e) {
+        FUZZ_CHECK(e.exit_code() == qbtool::kExitInput);
+    }
+}
