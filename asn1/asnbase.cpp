@@ -2,7 +2,6 @@
 // the envelope. Follows the order of asn1/asnbase.h.
 #include "asn1/asnbase.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +11,7 @@
 
 #include "asn1/asn1.h"
 #include "asn1/asnutils.h"
+#include "asn1/internal/direct.h"
 #include "asn1/internal/status.h"
 
 using namespace qb::detail;
@@ -511,18 +511,10 @@ struct header_result {
 // refused as exhausted input instead of being read with the low 32 bits of
 // its length, which would make this reader and any other parser see
 // different messages. Leading zero octets are valid BER and stay accepted.
-// Only the octets within `remaining` are looked at; a length cut short is
-// left to qbAsnGetLength, which refuses it with the same status.
+// A length cut short is left to qbAsnGetLength, which refuses it with the
+// same status.
 bool length_exceeds_32_bits(const qb_r_buffer_t& r) {
-    if (r.remaining == 0) return false;
-    const unsigned int first = r.cursor[0];
-    if ((first & 0x80) == 0) return false;
-    const unsigned int n = first & 0x7F;
-    if (n <= 4) return false;
-    const unsigned int high_end = std::min(n - 4, r.remaining - 1);  // octets 1..n-4 carry bits above 32
-    for (unsigned int i = 1; i <= high_end; ++i)
-        if (r.cursor[i] != 0) return true;
-    return false;
+    return qb::direct::length_beyond_32_bits(qb::direct::view{r.cursor, r.remaining});
 }
 
 // Steps of asnread before the content: identifier, form, length. Kept out of
@@ -1216,22 +1208,11 @@ void qb_asn_integer::set_secure(security_t s) {
 unsigned int qb_asn_integer::set_value(long v) {
     invalidate_encoding();  // every cached encoding above this one is stale now
     const uint32_t w = static_cast<uint32_t>(v);  // 32-bit value: the low 32 bits
-    const bool negative = (w & 0x80000000u) != 0;
     value = static_cast<int32_t>(w);
     encoding.clear();
     int_valid = 1;
     unsigned char octets[5];
-    unsigned int n = 0;
-    for (int i = 3; i >= 0; --i) {
-        const unsigned char o = static_cast<unsigned char>(w >> (8 * i));
-        if (n == 0) {
-            if (o == (negative ? 0xFF : 0x00)) continue;
-            if (negative && o < 0x80) octets[n++] = 0xFF;
-            if (!negative && o >= 0x80) octets[n++] = 0x00;
-        }
-        octets[n++] = o;
-    }
-    if (n == 0) octets[n++] = negative ? 0xFF : 0x00;
+    const unsigned int n = qb::direct::integer_octets(w, octets);
     encoding.append(octets, n);
     encoding_valid = 1;
     set_value_valid();
@@ -1293,21 +1274,10 @@ unsigned int qb_asn_integer::set_default_value(const unsigned char* bytes, unsig
 }
 
 void qb_asn_integer::update_int_val() {
-    const unsigned int n = encoding.length();
-    const unsigned char* c = encoding.data;
-    if (n > 4 && c[0] != 0x00) {
-        int_valid = 0;
-        return;
-    }
-    int_valid = 1;
-    uint32_t w = 0;
-    for (unsigned int i = 0; i < n; ++i) {
-        // Deliberate: octets more than four from the end contribute nothing.
-        const unsigned int distance = n - 1 - i;
-        if (distance < 4) w += static_cast<uint32_t>(c[i]) << (8 * distance);
-    }
-    if (n >= 1 && n <= 3 && (c[0] & 0x80)) w |= 0xFFFFFFFFu << (8 * n);
-    value = static_cast<int32_t>(w);
+    bool valid = false;
+    const int32_t v = qb::direct::integer_value(encoding.data, encoding.length(), valid);
+    int_valid = valid ? 1 : 0;
+    if (valid) value = v;
 }
 
 // ---- qb_asn_boolean ----
@@ -1734,13 +1704,9 @@ unsigned int qb_asnbase::saveEncoding(qb_asn_object& obj, int version, qb_asn_bu
 }
 
 unsigned int qb_asnbase::loadObject(qb_asn_object& obj, int version, qb_asn_buffer_t& in) {
-    if (!has_signature(in)) return kNoEnvelope;
-    if (in.data[1] != static_cast<unsigned char>(version & 0xFF)) return kNoEnvelope;
-    const unsigned int offset = in.data[0];
-    if (offset == 0) return kNoEnvelope;
-    // The offset is taken as it stands; one past the block leaves nothing to read.
-    const unsigned int start = offset < in.length ? offset : in.length;
-    qb_r_buffer_t r(in.data + start, in.length - start);
+    qb::direct::view payload{};
+    if (unsigned int rc = qb::direct::envelope_payload(in, version, payload); rc != 0) return rc;
+    qb_r_buffer_t r(const_cast<unsigned char*>(payload.p), payload.n);  // only read
     return obj.asnread(r);
 }
 

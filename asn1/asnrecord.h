@@ -15,6 +15,12 @@
 #include "asn1/asnstrng.h"
 #include "asn1/qbasn_export.h"
 
+// The direct codec's reader and writer (asn1/internal/direct.h).
+namespace qb::direct {
+struct view;
+struct writer;
+}  // namespace qb::direct
+
 // ---- reflection ----
 
 // qb_field_kind: how one member travels in the flat record.
@@ -95,7 +101,13 @@ public:                                                                     \
     static void free_obj(Flat& r);                                          \
     int encode_obj(Flat& r, qb_asn_buffer_t& out, int version);             \
     int decode_obj(Flat& r, qb_asn_buffer_t& in, int version);              \
-    static const qb_record_info& reflect();
+    static const qb_record_info& reflect();                                 \
+    /* The direct codec behind the typed entry points: for the library  */ \
+    /* and records described elsewhere that nest this one.              */ \
+    static unsigned int direct_size(const Flat& r, size_t& total, bool lcs); \
+    static void direct_write(const Flat& r, ::qb::direct::writer& w, bool lcs); \
+    static unsigned int direct_check(::qb::direct::view& v, bool lcs, bool optional, bool& absent); \
+    static unsigned int direct_fill(::qb::direct::view& v, Flat& r, bool lcs, bool optional, bool& absent);
 
 // QB_RECORD_FUNCTIONS(Flat): the five entry points of one flat record type.
 #define QB_RECORD_FUNCTIONS(Flat)                                           \

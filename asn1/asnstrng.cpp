@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "asn1/internal/status.h"
+#include "asn1/internal/utf8text.h"
 
 using namespace qb::detail;
 
@@ -289,6 +290,15 @@ public:
         h.owned = false;
     }
 
+    // keeps_ascii: converting in direction `dir` under the thread's current
+    // code set writes every ASCII character (01 to 7F) as the same single
+    // octet, as UTF-8 does, so an ASCII text converts to itself. Found once
+    // per code set and direction by converting the 127 characters with the
+    // descriptor already open for it, into a buffer on the stack: the probe
+    // allocates nothing and opens nothing. Until a conversion has opened the
+    // descriptor, the answer is false (the text then goes through iconv).
+    bool keeps_ascii(lcs_direction dir);
+
 private:
     void close_all() {
         for (iconv_t& cd : cd_) {
@@ -296,29 +306,18 @@ private:
             cd = no_descriptor();
         }
         named_ = false;
+        keeps_ascii_[0] = keeps_ascii_[1] = -1;
     }
 
     char name_[128] = {};
     bool named_ = false;
+    int keeps_ascii_[2] = {-1, -1};  // per direction; -1 not known yet for name_
     iconv_t cd_[2] = {no_descriptor(), no_descriptor()};
 };
 
 thread_local lcs_cache t_lcs_cache;
 
-// converted_text: a malloc'ed block holding `length` octets and a 00 after them.
-struct converted_text {
-    char* data = nullptr;
-    size_t length = 0;
-    converted_text() = default;
-    converted_text(const converted_text&) = delete;
-    converted_text& operator=(const converted_text&) = delete;
-    ~converted_text() { std::free(data); }
-    char* release() {
-        char* p = data;
-        data = nullptr;
-        return p;
-    }
-};
+using converted_text = qb::detail::text_block;
 
 // lcs_convert: n octets at p converted between the thread's local code set
 // and UTF-8. 0x106521AB when the text does not convert exactly (an invalid or
@@ -385,7 +384,87 @@ struct converted_text {
     throw qb_asn_exception(kFile, line, message, kConversionFailed);
 }
 
+bool lcs_cache::keeps_ascii(lcs_direction dir) {
+    const char* name = nl_langinfo(CODESET);
+    if (name == nullptr) name = "";
+    if (!named_ || std::strcmp(name_, name) != 0 || cd_[dir] == no_descriptor()) return false;
+    if (keeps_ascii_[dir] < 0) {
+        char ascii[127];
+        for (int i = 0; i < 127; ++i) ascii[i] = static_cast<char>(i + 1);
+        char converted[4 * sizeof ascii];
+        char* in = ascii;
+        size_t in_left = sizeof ascii;
+        char* o = converted;
+        size_t o_left = sizeof converted;
+        iconv(cd_[dir], nullptr, nullptr, nullptr, nullptr);
+        const bool same = iconv(cd_[dir], &in, &in_left, &o, &o_left) == 0 &&
+                          iconv(cd_[dir], nullptr, nullptr, &o, &o_left) == 0 && in_left == 0 &&
+                          static_cast<size_t>(o - converted) == sizeof ascii &&
+                          std::memcmp(converted, ascii, sizeof ascii) == 0;
+        keeps_ascii_[dir] = same ? 1 : 0;
+    }
+    return keeps_ascii_[dir] == 1;
+}
+
+// ascii_only: n octets, none above 7F.
+bool ascii_only(const char* p, size_t n) {
+    for (size_t i = 0; i < n; ++i)
+        if (static_cast<unsigned char>(p[i]) >= 0x80) return false;
+    return true;
+}
+
 }  // namespace
+
+void qb::detail::utf8_octets_of(const char* s, bool lcs, text_block& hold, const unsigned char*& p, size_t& n) {
+    p = reinterpret_cast<const unsigned char*>(s);
+    n = 0;
+    if (s == nullptr || *s == '\0') return;
+    const size_t len = std::strlen(s);
+    if (lcs && !(ascii_only(s, len) && t_lcs_cache.keeps_ascii(kToUTF8))) {
+        const unsigned int rc = lcs_convert(kToUTF8, s, len, hold);
+        if (rc == kOutOfMemory) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
+        if (rc != 0) throw_conversion(__LINE__, "Text not convertible from the local code set to UTF-8");
+        if (hold.length > UINT_MAX) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
+        p = reinterpret_cast<const unsigned char*>(hold.data);
+        n = hold.length;
+        return;
+    }
+    if (len > UINT_MAX) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
+    n = len;
+}
+
+unsigned int qb::detail::utf8_text_copy(const unsigned char* p, unsigned int n, bool lcs, char*& out) {
+    out = nullptr;
+    if (p == nullptr) n = 0;
+    if (n == 0) {
+        char* empty_text = static_cast<char*>(std::malloc(1));
+        if (empty_text == nullptr) return kOutOfMemory;
+        empty_text[0] = '\0';
+        out = empty_text;
+        return kOk;
+    }
+    size_t len = n;
+    if (lcs) {
+        // The text ends at its first 00 octet, and never beyond the stored value.
+        const void* nul = std::memchr(p, 0, n);
+        len = nul != nullptr ? static_cast<size_t>(static_cast<const unsigned char*>(nul) - p) : n;
+        const char* text = reinterpret_cast<const char*>(p);
+        if (!(ascii_only(text, len) && t_lcs_cache.keeps_ascii(kFromUTF8))) {
+            converted_text local;
+            const unsigned int rc = lcs_convert(kFromUTF8, text, len, local);
+            if (rc == kOutOfMemory) return kOutOfMemory;
+            if (rc != 0) throw_conversion(__LINE__, "UTF-8 text not convertible to the local code set");
+            out = local.release();
+            return kOk;
+        }
+    }
+    char* copy = static_cast<char*>(std::malloc(len + 1));
+    if (copy == nullptr) return kOutOfMemory;
+    std::memcpy(copy, p, len);
+    copy[len] = '\0';
+    out = copy;
+    return kOk;
+}
 
 // ---- qb_asn_charstring ----
 
@@ -711,19 +790,11 @@ qbasnUTF8String::~qbasnUTF8String() = default;
 unsigned int qbasnUTF8String::set_default_value(qb_asn_object* d) { return qb_asn_octetstring::set_default_value(d); }
 
 unsigned int qbasnUTF8String::set_value(const char* s) {
-    if (s == nullptr || *s == '\0') return qb_asn_octetstring::set_value(octets(s), 0);
-    const size_t len = std::strlen(s);
-    if (secure == security_lcs) {
-        converted_text utf8;
-        const unsigned int rc = lcs_convert(kToUTF8, s, len, utf8);
-        if (rc == kOutOfMemory) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
-        if (rc != 0) throw_conversion(__LINE__, "Text not convertible from the local code set to UTF-8");
-        if (utf8.length > UINT_MAX) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
-        (void)qb_asn_octetstring::set_value(octets(utf8.data), static_cast<unsigned int>(utf8.length));
-        return kOk;
-    }
-    if (len > UINT_MAX) throw qb_asn_memexception(kFile, __LINE__, "ASN: Out of memory");
-    (void)qb_asn_octetstring::set_value(octets(s), static_cast<unsigned int>(len));
+    qb::detail::text_block utf8;
+    const unsigned char* p = nullptr;
+    size_t n = 0;
+    qb::detail::utf8_octets_of(s, secure == security_lcs, utf8, p, n);
+    (void)qb_asn_octetstring::set_value(p, static_cast<unsigned int>(n));
     return kOk;
 }
 
@@ -736,31 +807,7 @@ unsigned int qbasnUTF8String::get_value(char*& out) const {
     unsigned char* p = nullptr;
     unsigned int n = 0;
     (void)qb_asn_octetstring::get_value(p, n);  // an absent value reads as empty
-    if (p == nullptr) n = 0;
-    if (n == 0) {
-        char* empty_text = static_cast<char*>(std::malloc(1));
-        if (empty_text == nullptr) return kOutOfMemory;
-        empty_text[0] = '\0';
-        out = empty_text;
-        return kOk;
-    }
-    if (secure == security_lcs) {
-        // The text ends at its first 00 octet, and never beyond the stored value.
-        const void* nul = std::memchr(p, 0, n);
-        const size_t len = nul != nullptr ? static_cast<size_t>(static_cast<const unsigned char*>(nul) - p) : n;
-        converted_text local;
-        const unsigned int rc = lcs_convert(kFromUTF8, reinterpret_cast<const char*>(p), len, local);
-        if (rc == kOutOfMemory) return kOutOfMemory;
-        if (rc != 0) throw_conversion(__LINE__, "UTF-8 text not convertible to the local code set");
-        out = local.release();
-        return kOk;
-    }
-    char* copy = static_cast<char*>(std::malloc(static_cast<size_t>(n) + 1));
-    if (copy == nullptr) return kOutOfMemory;
-    std::memcpy(copy, p, n);
-    copy[n] = '\0';
-    out = copy;
-    return kOk;
+    return qb::detail::utf8_text_copy(p, n, secure == security_lcs, out);
 }
 
 unsigned int qbasnUTF8String::get_value(unsigned char*& out) const {

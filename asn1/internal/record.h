@@ -16,13 +16,25 @@
 #include <new>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 
 #include "asn1/asnbase.h"
 #include "asn1/asnrecord.h"
 #include "asn1/asnstrng.h"
 #include "asn1/asnutils.h"
+#include "asn1/internal/direct.h"
+#include "asn1/internal/utf8text.h"
 
 namespace qb::rec {
+
+namespace d = ::qb::direct;
+
+// QB_DIRECT_FRAME: each member's reader keeps its own stack frame, so that a
+// record's reader is a row of small calls and the frames that stay on the
+// stack while a recursive record reads its children are only those of the
+// members on the path down (a record whose member readers were all inlined
+// would carry the locals of every member at every level).
+#define QB_DIRECT_FRAME [[gnu::noinline]]
 
 // The flat-record text and list failures (code 0x10652065).
 inline constexpr const char* kMemoryError = "ASN: Memory error";
@@ -95,6 +107,23 @@ struct integer_field : member_base<Rec, qbasn_integer> {
         return 0;
     }
     void release(Flat&) const {}
+
+    // Direct path: an INTEGER frame of the word's low 32 bits; on reading,
+    // the value as qbasn_integer's getters give it (0 when unreadable).
+    uint32_t wire(const Flat& r) const { return static_cast<uint32_t>(static_cast<long>(r.*field)); }
+    unsigned int dsize(const Flat& r, size_t& total, bool) const {
+        total += d::integer_frame_size(wire(r));
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool) const { w.integer(wire(r)); }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool, const char*) const {
+        d::frame f;
+        if (unsigned int rc = d::open(v, 2, d::prim_ok, false, f); rc != 0) return rc;
+        if constexpr (Fill) r->*field = static_cast<F>(d::integer_of(f));
+        return d::close(v, f, d::after_primitive(f));
+    }
+
     qb_field_info info() const {
         qb_field_kind k = std::is_same_v<F, unsigned int>     ? qb_field_uint
                           : std::is_same_v<F, long>           ? qb_field_long
@@ -119,6 +148,25 @@ struct text_field : member_base<Rec, qbasnUTF8String> {
         return 0;
     }
     void release(Flat& r) const { std::free(r.*field); }
+
+    // Direct path: a UTF8String frame (null stores the empty text).
+    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+        total += d::text_frame_size(r.*field, lcs);
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool lcs) const { w.text(r.*field, lcs); }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char* file) const {
+        d::frame f;
+        if (unsigned int rc = d::open(v, 12, d::prim_ok, false, f); rc != 0) return rc;
+        if constexpr (Fill) {
+            // A text that cannot be allocated is a memory failure of the record.
+            if (qb::detail::utf8_text_copy(f.content.p, f.length, lcs, r->*field) != 0)
+                throw_memory(file, this->at.alloc, kOutOfMemory);
+        }
+        return d::close(v, f, d::after_primitive(f));
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_text, offset_of(field), 0, 0, 0, this->is_optional, nullptr, this->count_name};
     }
@@ -140,6 +188,33 @@ struct octets_field : member_base<Rec, qbasn_octetstring> {
         return 0;
     }
     void release(Flat& r) const { std::free(r.*data); }
+
+    // Direct path: an OCTET STRING frame; data null with a nonzero length is
+    // refused with 0x1065219C, as the member's setter refuses it. On reading,
+    // a malloc'ed copy of at least one octet.
+    unsigned int dsize(const Flat& r, size_t& total, bool) const {
+        if (r.*data == nullptr && r.*length != 0) return ::qb::detail::kNoSuchElement;
+        total += d::frame_size(r.*length);
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool) const {
+        w.put(r.*data, r.*length);
+        w.header(0x04, r.*length);
+    }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool, const char* file) const {
+        d::frame f;
+        if (unsigned int rc = d::open(v, 4, d::prim_ok, false, f); rc != 0) return rc;
+        if constexpr (Fill) {
+            auto* copy = static_cast<unsigned char*>(std::malloc(f.length != 0 ? f.length : 1));
+            if (copy == nullptr) throw_memory(file, this->at.alloc, kOutOfMemory);
+            if (f.length != 0) std::memcpy(copy, f.content.p, f.length);
+            r->*data = copy;
+            r->*length = f.length;
+        }
+        return d::close(v, f, d::after_primitive(f));
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_octets, offset_of(length), offset_of(data), 0, 0, this->is_optional, nullptr, this->count_name};
     }
@@ -159,10 +234,90 @@ struct fixed_octets_field : member_base<Rec, qbasn_octetstring> {
         return 0;
     }
     void release(Flat&) const {}
+
+    // Direct path: an OCTET STRING frame of N octets; on reading, what the
+    // frame holds, cut to N or followed by zeros.
+    unsigned int dsize(const Flat&, size_t& total, bool) const {
+        total += d::frame_size(N);
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool) const {
+        w.put(r.*field, N);
+        w.header(0x04, N);
+    }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool, const char*) const {
+        d::frame f;
+        if (unsigned int rc = d::open(v, 4, d::prim_ok, false, f); rc != 0) return rc;
+        if constexpr (Fill) {
+            const size_t copied = f.length < N ? f.length : N;
+            if (copied != 0) std::memcpy(r->*field, f.content.p, copied);
+            if (N > copied) std::memset(r->*field + copied, 0, N - copied);
+        }
+        return d::close(v, f, d::after_primitive(f));
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_fixed_octets, offset_of(field), 0, N, 0, this->is_optional, nullptr, this->count_name};
     }
 };
+
+// ---- direct path: nested records and lists ----
+
+// rec_size / rec_write: a nested record's whole frame (SEQUENCE).
+template <class SubRec, class Sub>
+unsigned int rec_size(const Sub& sub, size_t& total, bool lcs) {
+    size_t content = 0;
+    if (unsigned int rc = SubRec::direct_size(sub, content, lcs); rc != 0) return rc;
+    total += d::frame_size(content);
+    return 0;
+}
+
+template <class SubRec, class Sub>
+void rec_write(const Sub& sub, d::writer& w, bool lcs) {
+    unsigned char* const end = w.cur;
+    SubRec::direct_write(sub, w, lcs);
+    w.header(0x30, static_cast<size_t>(end - w.cur));
+}
+
+// record_here: an optional record's frame starts at v (input read once
+// already): its identifier is a SEQUENCE's.
+inline bool record_here(const d::view& v) {
+    d::view probe = v;
+    d::frame f;
+    return d::open(probe, 16, d::cons_ok | d::indef_ok, true, f) == 0 && !f.absent;
+}
+
+// read_list: reads a SEQUENCE OF frame at v as the object tree's list does:
+// elements until the content ends (an element that reads nothing is
+// malformed), each through `element(view, index)`. In the filling pass
+// `make(n)` first receives the number of elements.
+template <bool Fill, class Make, class Element>
+unsigned int read_list(d::view& v, Make make, Element element) {
+    d::frame f;
+    if (unsigned int rc = d::open(v, 16, d::cons_ok | d::indef_ok, false, f); rc != 0) return rc;
+    d::view in = f.content;
+    if constexpr (Fill) {
+        const unsigned int n = d::count_frames(f);
+        if (n != 0) make(n);
+    }
+    for (unsigned int i = 0; f.indefinite ? !d::at_eoc(in) : in.n != 0; ++i) {
+        const unsigned int before = in.n;
+        unsigned int rc = element(in, i);
+        if (rc == 0 && in.n == before) rc = ::qb::detail::kMalformed;
+        if (rc != 0) return rc;
+    }
+    return d::close(v, f, in);
+}
+
+// write_list: the SEQUENCE OF frame of n elements, each written (backwards)
+// by `element(i)`.
+template <class Element>
+void write_list(d::writer& w, unsigned int n, Element element) {
+    unsigned char* const end = w.cur;
+    for (unsigned int i = n; i-- > 0;) element(i);
+    w.header(0x30, static_cast<size_t>(end - w.cur));
+}
 
 // ---- nested records ----
 
@@ -178,6 +333,17 @@ struct record_field : member_base<Rec, SubRec> {
         return static_cast<unsigned int>((rec.*(this->member)).get_value(r.*field));
     }
     void release(Flat& r) const { SubRec::free_obj(r.*field); }
+
+    // Direct path: the nested record's frame.
+    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const { return rec_size<SubRec>(r.*field, total, lcs); }
+    void dwrite(const Flat& r, d::writer& w, bool lcs) const { rec_write<SubRec>(r.*field, w, lcs); }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char*) const {
+        bool absent = false;
+        if constexpr (Fill) return SubRec::direct_fill(v, r->*field, lcs, false, absent);
+        else return SubRec::direct_check(v, lcs, false, absent);
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_record, offset_of(field), 0, 0, 0, this->is_optional, &reflect_of, this->count_name};
     }
@@ -212,6 +378,30 @@ struct optional_record_field : member_base<Rec, SubRec> {
         SubRec::free_obj(*(r.*field));
         std::free(r.*field);
     }
+
+    // Direct path: the nested record's frame, or nothing for a null pointer;
+    // on reading, absent when the identifier there is not a SEQUENCE's.
+    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+        return r.*field == nullptr ? 0 : rec_size<SubRec>(*(r.*field), total, lcs);
+    }
+    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+        if (r.*field != nullptr) rec_write<SubRec>(*(r.*field), w, lcs);
+    }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char* file) const {
+        bool absent = false;
+        if constexpr (Fill) {
+            if (!record_here(v)) return 0;
+            auto* sub = static_cast<Sub*>(std::malloc(sizeof(Sub)));
+            if (sub == nullptr) throw_memory(file, this->at.alloc, kOutOfMemory);
+            std::memset(sub, 0, sizeof(Sub));  // freeable whatever the nested read reaches
+            r->*field = sub;
+            return SubRec::direct_fill(v, *sub, lcs, true, absent);
+        } else {
+            return SubRec::direct_check(v, lcs, true, absent);
+        }
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_optional_record, offset_of(field), 0, 0, 0, 1, &reflect_of, this->count_name};
     }
@@ -314,6 +504,50 @@ struct record_list_field : member_base<Rec, qb_asn_sequenceof<SubRec>> {
             for (unsigned int i = 0; i < n; ++i) SubRec::free_obj((r.*array)[i]);
         std::free(r.*array);
     }
+
+    // Direct path. A nonzero count with a null array is refused with
+    // 0x1065219C (the object tree would read through the null pointer).
+    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+        const unsigned int n = count_of(r.*count);
+        if (n != 0 && r.*array == nullptr) return ::qb::detail::kNoSuchElement;
+        size_t content = 0;
+        for (unsigned int i = 0; i < n; ++i)
+            if (unsigned int rc = rec_size<SubRec>((r.*array)[i], content, lcs); rc != 0) return rc;
+        total += d::frame_size(content);
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+        write_list(w, count_of(r.*count), [&](unsigned int i) { rec_write<SubRec>((r.*array)[i], w, lcs); });
+    }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char* file) const {
+        Sub* elements = nullptr;
+        return read_list<Fill>(
+            v, [&](unsigned int n) { r->*array = elements = alloc_array<Sub>(n, file, this->at.alloc); },
+            [&](d::view& in, unsigned int i) -> unsigned int {
+                bool absent = false;
+                if constexpr (!Fill) {
+                    return SubRec::direct_check(in, lcs, false, absent);
+                } else {
+                    unsigned int rc;
+                    try {
+                        rc = SubRec::direct_fill(in, elements[i], lcs, false, absent);
+                    } catch (...) {
+                        // Not counted yet: what it holds is released here.
+                        SubRec::free_obj(elements[i]);
+                        std::memset(&elements[i], 0, sizeof(Sub));
+                        throw;
+                    }
+                    if (rc != 0) {
+                        SubRec::free_obj(elements[i]);
+                        return rc;
+                    }
+                    r->*count = static_cast<C>(r->*count + 1);
+                    return 0;
+                }
+            });
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_record_list, offset_of(count), offset_of(array), 0,
                 std::is_signed_v<C> ? 1 : 0, this->is_optional, &reflect_of, this->count_name};
@@ -379,6 +613,60 @@ struct record_ptr_list_field : member_base<Rec, qb_asn_sequenceof<SubRec>> {
         }
         std::free(r.*array);
     }
+
+    // Direct path: a null element travels as an empty record.
+    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+        const unsigned int n = count_of(r.*count);
+        if (n != 0 && r.*array == nullptr) return ::qb::detail::kNoSuchElement;
+        const Sub empty_record{};
+        size_t content = 0;
+        for (unsigned int i = 0; i < n; ++i) {
+            const Sub* p = (r.*array)[i];
+            if (unsigned int rc = rec_size<SubRec>(p != nullptr ? *p : empty_record, content, lcs); rc != 0) return rc;
+        }
+        total += d::frame_size(content);
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+        const Sub empty_record{};
+        write_list(w, count_of(r.*count), [&](unsigned int i) {
+            const Sub* p = (r.*array)[i];
+            rec_write<SubRec>(p != nullptr ? *p : empty_record, w, lcs);
+        });
+    }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char* file) const {
+        Sub** elements = nullptr;
+        return read_list<Fill>(
+            v, [&](unsigned int n) { r->*array = elements = alloc_array<Sub*>(n, file, this->at.alloc); },
+            [&](d::view& in, unsigned int i) -> unsigned int {
+                bool absent = false;
+                if constexpr (!Fill) {
+                    return SubRec::direct_check(in, lcs, false, absent);
+                } else {
+                    Sub* p = alloc_array<Sub>(1, file, this->at.alloc);
+                    elements[i] = p;
+                    unsigned int rc;
+                    try {
+                        rc = SubRec::direct_fill(in, *p, lcs, false, absent);
+                    } catch (...) {
+                        SubRec::free_obj(*p);  // not counted yet: released here
+                        std::free(p);
+                        elements[i] = nullptr;
+                        throw;
+                    }
+                    if (rc != 0) {
+                        SubRec::free_obj(*p);
+                        std::free(p);
+                        elements[i] = nullptr;
+                        return rc;
+                    }
+                    r->*count = static_cast<C>(r->*count + 1);
+                    return 0;
+                }
+            });
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_record_ptr_list, offset_of(count), offset_of(array), 0,
                 std::is_signed_v<C> ? 1 : 0, this->is_optional, &reflect_of, this->count_name};
@@ -420,6 +708,36 @@ struct text_list_field : member_base<Rec, qb_asn_sequenceof<qbasnUTF8String>> {
             for (unsigned int i = 0; i < n; ++i) std::free((r.*array)[i]);
         std::free(r.*array);
     }
+
+    // Direct path: UTF8String elements (a null text is the empty text).
+    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+        const unsigned int n = count_of(r.*count);
+        if (n != 0 && r.*array == nullptr) return ::qb::detail::kNoSuchElement;
+        size_t content = 0;
+        for (unsigned int i = 0; i < n; ++i) content += d::text_frame_size((r.*array)[i], lcs);
+        total += d::frame_size(content);
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+        write_list(w, count_of(r.*count), [&](unsigned int i) { w.text((r.*array)[i], lcs); });
+    }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char* file) const {
+        char** texts = nullptr;
+        return read_list<Fill>(
+            v, [&](unsigned int n) { r->*array = texts = alloc_array<char*>(n, file, this->at.alloc); },
+            [&](d::view& in, unsigned int i) -> unsigned int {
+                d::frame f;
+                if (unsigned int rc = d::open(in, 12, d::prim_ok, false, f); rc != 0) return rc;
+                if constexpr (Fill) {
+                    if (qb::detail::utf8_text_copy(f.content.p, f.length, lcs, texts[i]) != 0)
+                        throw_memory(file, this->at.alloc, kMemoryError);
+                    r->*count = static_cast<C>(r->*count + 1);
+                }
+                return d::close(in, f, d::after_primitive(f));
+            });
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_text_list, offset_of(count), offset_of(array), 0,
                 std::is_signed_v<C> ? 1 : 0, this->is_optional, nullptr, this->count_name};
@@ -454,6 +772,37 @@ struct int_list_field : member_base<Rec, qb_asn_sequenceof<qbasn_integer>> {
         return 0;
     }
     void release(Flat& r) const { std::free(r.*array); }
+
+    // Direct path: INTEGER elements.
+    unsigned int dsize(const Flat& r, size_t& total, bool) const {
+        const unsigned int n = count_of(r.*count);
+        if (n != 0 && r.*array == nullptr) return ::qb::detail::kNoSuchElement;
+        size_t content = 0;
+        for (unsigned int i = 0; i < n; ++i)
+            content += d::integer_frame_size(static_cast<uint32_t>(static_cast<long>((r.*array)[i])));
+        total += d::frame_size(content);
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool) const {
+        write_list(w, count_of(r.*count),
+                   [&](unsigned int i) { w.integer(static_cast<uint32_t>(static_cast<long>((r.*array)[i]))); });
+    }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool, const char* file) const {
+        int* values = nullptr;
+        return read_list<Fill>(
+            v, [&](unsigned int n) { r->*array = values = alloc_array<int>(n, file, this->at.alloc); },
+            [&](d::view& in, unsigned int i) -> unsigned int {
+                d::frame f;
+                if (unsigned int rc = d::open(in, 2, d::prim_ok, false, f); rc != 0) return rc;
+                if constexpr (Fill) {
+                    values[i] = static_cast<int>(d::integer_of(f));
+                    r->*count = static_cast<C>(r->*count + 1);
+                }
+                return d::close(in, f, d::after_primitive(f));
+            });
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_int_list, offset_of(count), offset_of(array), 0,
                 std::is_signed_v<C> ? 1 : 0, this->is_optional, nullptr, this->count_name};
@@ -505,6 +854,63 @@ struct record_slots_field : member_base<Rec, qb_asn_arrayof<SubRec>> {
             std::free(p);
         }
     }
+
+    // Direct path: a SEQUENCE OF slots up to the last used one, each NULL
+    // (empty) or the record. On reading, each element is the CHOICE of the
+    // object tree's array: NULL when a NULL reads there, else the record,
+    // else 0x106521A4 whatever went wrong inside either.
+    unsigned int used_slots(const Flat& r) const {
+        unsigned int used = 0;
+        for (unsigned int i = 0; i < N; ++i)
+            if ((r.*slots)[i] != nullptr) used = i + 1;
+        return used;
+    }
+    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+        size_t content = 0;
+        for (unsigned int i = 0, used = used_slots(r); i < used; ++i) {
+            const Sub* p = (r.*slots)[i];
+            if (p == nullptr) {
+                content += 2;  // 05 00
+            } else if (unsigned int rc = rec_size<SubRec>(*p, content, lcs); rc != 0) {
+                return rc;
+            }
+        }
+        total += d::frame_size(content);
+        return 0;
+    }
+    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+        write_list(w, used_slots(r), [&](unsigned int i) {
+            const Sub* p = (r.*slots)[i];
+            if (p == nullptr)
+                w.header(0x05, 0);
+            else
+                rec_write<SubRec>(*p, w, lcs);
+        });
+    }
+    template <bool Fill>
+    QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char* file) const {
+        return read_list<Fill>(
+            v, [](unsigned int) {},
+            [&](d::view& in, unsigned int i) -> unsigned int {
+                if (d::null_here(in)) return 0;
+                bool absent = false;
+                if constexpr (!Fill) {
+                    d::view attempt = in;
+                    if (SubRec::direct_check(attempt, lcs, false, absent) != 0) return ::qb::detail::kTagMismatch;
+                    in = attempt;
+                    return 0;
+                } else {
+                    if (i >= N) {  // elements past the last slot are dropped
+                        d::skip_frame(in);
+                        return 0;
+                    }
+                    Sub* p = alloc_array<Sub>(1, file, this->at.alloc);
+                    (r->*slots)[i] = p;
+                    return SubRec::direct_fill(in, *p, lcs, false, absent);
+                }
+            });
+    }
+
     qb_field_info info() const {
         return {this->name, qb_field_record_slots, offset_of(slots), 0, N, 0, this->is_optional, &reflect_of, this->count_name};
     }
@@ -556,6 +962,44 @@ struct walker {
         std::apply([&](const auto&... f) { (f.release(r), ...); }, Desc::fields);
     }
     static const qb_record_info& reflect();
+
+    // ---- the direct path ----
+
+    // direct_size: adds the record's content octets to `total`; the first
+    // nonzero status a member's setter would give, in member order.
+    static unsigned int direct_size(const Flat& r, size_t& total, bool lcs) {
+        unsigned int rc = 0;
+        std::apply([&](const auto&... f) { static_cast<void>((((rc = f.dsize(r, total, lcs)) == 0) && ...)); },
+                   Desc::fields);
+        return rc;
+    }
+    // direct_write: the content, last member first (the writer goes backwards).
+    static void direct_write(const Flat& r, d::writer& w, bool lcs) {
+        constexpr size_t n = std::tuple_size_v<std::remove_const_t<decltype(Desc::fields)>>;
+        [&]<size_t... I>(std::index_sequence<I...>) {
+            (std::get<n - 1 - I>(Desc::fields).dwrite(r, w, lcs), ...);
+        }(std::make_index_sequence<n>{});
+    }
+    // direct_read: the record's frame at v, read as the object tree reads
+    // it: checking only (Fill false, r null), or filling the record r the
+    // way get_value does (zeroed first) from input already checked.
+    template <bool Fill>
+    static unsigned int direct_read(d::view& v, Flat* r, bool lcs, bool optional, bool& absent) {
+        d::frame f;
+        unsigned int rc = d::open(v, 16, d::cons_ok | d::indef_ok, optional, f);
+        absent = f.absent;
+        if (rc != 0 || f.absent) return rc;
+        if constexpr (Fill) std::memset(r, 0, sizeof(Flat));
+        d::view in = f.content;
+        std::apply(
+            [&](const auto&... m) {
+                static_cast<void>((((rc = m.template dread<Fill>(in, r, lcs, Desc::file)) == 0) && ...));
+            },
+            Desc::fields);
+        if (rc != 0) return rc;
+        if (!f.indefinite && in.n != 0) return ::qb::detail::kSurplusContent;
+        return d::close(v, f, in);
+    }
 };
 
 template <size_t N>
@@ -608,6 +1052,54 @@ unsigned int decode_entry(qb_asn_buffer_t& in, Flat& r, security_t s) {
     try {
         Rec rec(s);
         return static_cast<unsigned int>(rec.decode_obj(r, in, kEnvelopeVersion));
+    } catch (const qb_asn_exception& e) {
+        report(e);
+        return e.code;
+    }
+}
+
+// direct_encode: qbAsnEncodeObj without the object tree. The record is sized
+// first (which also finds every status its setters would give, in the same
+// order), then written into one block of exactly its size, envelope first.
+// On failure out is untouched.
+template <class Walk, class Flat>
+unsigned int direct_encode(qb_asn_buffer_t& out, const Flat& r, bool lcs, const char* file, int line) {
+    try {
+        size_t content = 0;
+        if (unsigned int rc = Walk::direct_size(r, content, lcs); rc != 0) return rc;
+        const size_t total = d::kEnvelopeLength + d::frame_size(content);
+        if (total > UINT32_MAX) throw_memory(file, line, kOutOfMemory);
+        auto* block = static_cast<unsigned char*>(std::malloc(total));
+        if (block == nullptr) throw_memory(file, line, kOutOfMemory);
+        d::block_guard guard(block);
+        d::writer w{block, block + total};
+        Walk::direct_write(r, w, lcs);
+        w.header(0x30, content);
+        w.envelope(kEnvelopeVersion);
+        out.length = static_cast<unsigned int>(total);
+        out.data = guard.release();
+        return 0;
+    } catch (const qb_asn_exception& e) {
+        report(e);
+        return e.code;
+    }
+}
+
+// direct_decode: qbAsnDecodeObj without the object tree. A first pass reads
+// the whole message as the tree reads it and returns the tree's status for
+// any input, touching nothing; only then a second pass fills the record the
+// way get_value does, with the same allocations in the same order.
+template <class Walk, class Flat>
+unsigned int direct_decode(qb_asn_buffer_t& in, Flat& r, bool lcs) {
+    try {
+        d::view payload{};
+        if (unsigned int rc = d::envelope_payload(in, kEnvelopeVersion, payload); rc != 0) return rc;
+        bool absent = false;
+        d::view check = payload;
+        if (unsigned int rc = Walk::template direct_read<false>(check, nullptr, lcs, false, absent); rc != 0)
+            return rc;
+        d::view fill = payload;
+        return Walk::template direct_read<true>(fill, &r, lcs, false, absent);
     } catch (const qb_asn_exception& e) {
         report(e);
         return e.code;
@@ -697,6 +1189,7 @@ const qb_record_info& walker<Desc>::reflect() {
         static constexpr const char* type_name = type_name_;                                    \
         static constexpr const char* flat_name = #FlatT;                                        \
         static constexpr auto fields = ::qb::rec::describe(__LINE__, __VA_ARGS__);              \
+        static constexpr int line = __LINE__;                                                   \
     };                                                                                          \
     using RecT##_walk = ::qb::rec::walker<RecT##_desc>;                                         \
     }                                                                                           \
@@ -712,17 +1205,30 @@ const qb_record_info& walker<Desc>::reflect() {
         return ::qb::rec::decode_obj(*this, r, in, version);                                    \
     }                                                                                           \
     const qb_record_info& RecT::reflect() { return RecT##_walk::reflect(); }                    \
+    unsigned int RecT::direct_size(const FlatT& r, size_t& total, bool lcs) {                   \
+        return RecT##_walk::direct_size(r, total, lcs);                                         \
+    }                                                                                           \
+    void RecT::direct_write(const FlatT& r, ::qb::direct::writer& w, bool lcs) {                \
+        RecT##_walk::direct_write(r, w, lcs);                                                   \
+    }                                                                                           \
+    unsigned int RecT::direct_check(::qb::direct::view& v, bool lcs, bool optional, bool& absent) { \
+        return RecT##_walk::template direct_read<false>(v, nullptr, lcs, optional, absent);    \
+    }                                                                                           \
+    unsigned int RecT::direct_fill(::qb::direct::view& v, FlatT& r, bool lcs, bool optional,    \
+                                   bool& absent) {                                              \
+        return RecT##_walk::template direct_read<true>(v, &r, lcs, optional, absent);          \
+    }                                                                                           \
     unsigned int qbAsnEncodeObj(qb_asn_buffer_t& out, FlatT& r) {                               \
-        return ::qb::rec::encode_entry<RecT>(out, r, security_off);                             \
+        return ::qb::rec::direct_encode<RecT##_walk>(out, r, false, RecT##_desc::file, RecT##_desc::line); \
     }                                                                                           \
     unsigned int qbAsnEncodeObjLCS(qb_asn_buffer_t& out, FlatT& r) {                            \
-        return ::qb::rec::encode_entry<RecT>(out, r, security_lcs);                             \
+        return ::qb::rec::direct_encode<RecT##_walk>(out, r, true, RecT##_desc::file, RecT##_desc::line); \
     }                                                                                           \
     unsigned int qbAsnDecodeObj(qb_asn_buffer_t& in, FlatT& r) {                                \
-        return ::qb::rec::decode_entry<RecT>(in, r, security_off);                              \
+        return ::qb::rec::direct_decode<RecT##_walk>(in, r, false);                             \
     }                                                                                           \
     unsigned int qbAsnDecodeObjLCS(qb_asn_buffer_t& in, FlatT& r) {                             \
-        return ::qb::rec::decode_entry<RecT>(in, r, security_lcs);                              \
+        return ::qb::rec::direct_decode<RecT##_walk>(in, r, true);                              \
     }                                                                                           \
     void qbAsnFreeObj(FlatT& r) { RecT::free_obj(r); }
 

@@ -44,6 +44,7 @@ namespace {
 using bytes_t = std::vector<unsigned char>;
 
 constexpr size_t kSmallStack = 64 * 1024;
+constexpr size_t kRecursionStack = 512 * 1024;  // the recursive records at full depth (see below)
 constexpr size_t kMebibyte = 1024 * 1024;
 constexpr unsigned int kInputExhausted = 0x10652198;
 constexpr unsigned int kMalformed = 0x1065219B;
@@ -87,6 +88,15 @@ bytes_t bomb(const bomb_form& form, size_t size) {
         out.push_back(static_cast<unsigned char>(inner));
     }
     return out;
+}
+
+// long_length: DER length octets of n.
+bytes_t long_length(size_t n) {
+    if (n < 0x80) return {static_cast<unsigned char>(n)};
+    bytes_t digits;
+    for (size_t v = n; v != 0; v >>= 8) digits.insert(digits.begin(), static_cast<unsigned char>(v & 0xFF));
+    digits.insert(digits.begin(), static_cast<unsigned char>(0x80 | digits.size()));
+    return digits;
 }
 
 bytes_t joined(const bytes_t& a, const bytes_t& b) {
@@ -252,6 +262,72 @@ TEST(RecordNesting, ValidMessagesDecodeOnA64KiBStack) {
     ASSERT_TRUE(run.started);
     for (const std::string& p : problems) ADD_FAILURE() << p;
     std::printf("valid messages: deepest stack use %zu octets\n", run.used);
+}
+
+// The recursive records at the nesting bound: a chain of name-value trees
+// (and of audit elements), each the only child of the one before, takes two
+// levels per record, so 128 records decode and a 129th is refused. Unlike
+// every other record, these two nest as deep as their input up to that
+// bound, so the deepest valid message needs more stack than the 64 KiB the
+// other records fit in: the stack both paths (typed entry point and object
+// tree) take for it is printed, and the README states the figures.
+bytes_t chain_of(const char* leading_members, int records) {
+    const bytes_t leading = hex(leading_members);
+    bytes_t inner;  // the innermost record's child list is empty
+    for (int i = 0; i < records; ++i) {
+        bytes_t content = leading;
+        content.push_back(0x30);
+        const bytes_t length = long_length(inner.size());
+        content.insert(content.end(), length.begin(), length.end());
+        content.insert(content.end(), inner.begin(), inner.end());
+        inner = {0x30};
+        const bytes_t outer = long_length(content.size());
+        inner.insert(inner.end(), outer.begin(), outer.end());
+        inner.insert(inner.end(), content.begin(), content.end());
+    }
+    return joined(kEnvelope, inner);
+}
+
+unsigned int tree_decode_status(const qb_record_info& info, const bytes_t& msg) {
+    bytes_t copy = msg;
+    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
+    std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info.flat_size), std::free);
+    const unsigned int rc = info.tree_decode(in, flat.get(), 0);
+    info.free_obj(flat.get());
+    return rc;
+}
+
+TEST(RecordNesting, RecursiveRecordsAtTheBound) {
+    struct recursive {
+        const char* flat_name;
+        const char* leading_members;  // the members before the child list
+    };
+    for (const recursive& r : {recursive{"namevalue_s_t", "0C 01 6E 30 00"},
+                               recursive{"vqauditelement_s_t", "0C 01 6E 04 00 30 00"}}) {
+        SCOPED_TRACE(r.flat_name);
+        const qb_record_info* info = qb_record_find(r.flat_name);
+        ASSERT_NE(info, nullptr);
+        const bytes_t deepest = chain_of(r.leading_members, 128);
+        const bytes_t deeper = chain_of(r.leading_members, 129);
+        unsigned int rc[5] = {1, 1, 0, 0, 1};
+        const qb_test::stack_run run = qb_test::run_on_small_stack(kRecursionStack, [&] {
+            rc[0] = decode_status(*info, deepest, 0);
+            rc[1] = decode_status(*info, deepest, 1);
+            rc[2] = decode_status(*info, deeper, 0);
+            rc[3] = decode_status(*info, deeper, 1);
+        });
+        const qb_test::stack_run tree_run =
+            qb_test::run_on_small_stack(kRecursionStack, [&] { rc[4] = tree_decode_status(*info, deepest); });
+        ASSERT_TRUE(run.started);
+        ASSERT_TRUE(tree_run.started);
+        EXPECT_EQ(rc[0], 0u);
+        EXPECT_EQ(rc[1], 0u);
+        EXPECT_EQ(rc[2], kMalformed);
+        EXPECT_EQ(rc[3], kMalformed);
+        EXPECT_EQ(rc[4], 0u);
+        std::printf("%s: 128 nested records, deepest stack use %zu octets (object tree: %zu)\n", r.flat_name,
+                    run.used, tree_run.used);
+    }
 }
 
 // The message that once exhausted a 192 KiB stack: an object update list

@@ -1,0 +1,468 @@
+// tests/base_idls/records_direct_test.cpp - the typed entry points (the direct
+// codec) against the object tree's entry points, which stay the reference:
+// for every record the library lists, the same octets, the same status, the
+// same lines on standard error and the same flat record (to the last pointer
+// left null, also after a failed decode).
+//
+// Inputs: random records of every type (plain and local-code-set forms, under
+// the UTF-8 and the Latin-1 locale, ASCII and non-ASCII texts); every
+// truncation and single-octet change of one message per record; the same
+// messages with every constructed frame made indefinite and every length in
+// a four-octet long form. Then the direct path's own allocations, failed one
+// at a time: status 0x10652065, one well-formed line, outputs left as a
+// failed call leaves them, nothing leaked.
+#include "support/failing_malloc.h"  // first: the allocation sweep below
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "asn1/asn1.h"
+#include "asn1/asnrecord.h"
+#include "base_idls/attrlist_asn.h"
+#include "support/ber_shapes.h"
+#include "support/leak_check.h"
+#include "support/record_random.h"
+#include "support/stderr_tap.h"
+#include "support/thread_locale.h"
+
+namespace {
+
+using bytes_t = std::vector<unsigned char>;
+
+// ---- an exact picture of a flat record ----
+
+void image_of(const qb_record_info& info, const void* flat, std::string& out);
+
+void hex_into(const unsigned char* p, size_t n, std::string& out) {
+    char two[4];
+    for (size_t i = 0; i < n; ++i) {
+        std::snprintf(two, sizeof two, "%02X", p[i]);
+        out += two;
+    }
+}
+
+template <class T>
+T word(const void* flat, size_t offset) {
+    T v;
+    std::memcpy(&v, static_cast<const unsigned char*>(flat) + offset, sizeof v);
+    return v;
+}
+
+void text_into(const char* s, std::string& out) {
+    if (s == nullptr) {
+        out += "null";
+        return;
+    }
+    out += '"';
+    hex_into(reinterpret_cast<const unsigned char*>(s), std::strlen(s), out);
+    out += '"';
+}
+
+// image_of: every field of the record, pointers as null or what they point
+// at, counts as stored, elements up to the count. Two records with the same
+// image hold the same message in the same shape.
+void image_of(const qb_record_info& info, const void* flat, std::string& out) {
+    out += '{';
+    for (size_t k = 0; k < info.field_count; ++k) {
+        const qb_field_info& f = info.fields[k];
+        out += f.name;
+        out += '=';
+        const long count = f.signed_count ? word<int>(flat, f.offset) : static_cast<long>(word<unsigned>(flat, f.offset));
+        const unsigned int n = count < 0 ? 0 : static_cast<unsigned int>(count);
+        switch (f.kind) {
+            case qb_field_int: out += std::to_string(word<int>(flat, f.offset)); break;
+            case qb_field_uint: out += std::to_string(word<unsigned>(flat, f.offset)); break;
+            case qb_field_long: out += std::to_string(word<long>(flat, f.offset)); break;
+            case qb_field_ushort: out += std::to_string(word<unsigned short>(flat, f.offset)); break;
+            case qb_field_uchar: out += std::to_string(word<unsigned char>(flat, f.offset)); break;
+            case qb_field_text:
+            case qb_field_text_octets: text_into(word<const char*>(flat, f.offset), out); break;
+            case qb_field_octets: {
+                const auto* p = word<const unsigned char*>(flat, f.offset2);
+                out += std::to_string(n) + (p == nullptr ? ":null" : ":");
+                if (p != nullptr) hex_into(p, n, out);
+                break;
+            }
+            case qb_field_fixed_octets:
+                hex_into(static_cast<const unsigned char*>(flat) + f.offset, f.size, out);
+                break;
+            case qb_field_record:
+                image_of(*f.element(), static_cast<const unsigned char*>(flat) + f.offset, out);
+                break;
+            case qb_field_optional_record: {
+                const void* p = word<const void*>(flat, f.offset);
+                if (p == nullptr)
+                    out += "null";
+                else
+                    image_of(*f.element(), p, out);
+                break;
+            }
+            case qb_field_record_list:
+            case qb_field_record_ptr_list:
+            case qb_field_text_list:
+            case qb_field_int_list: {
+                const auto* array = word<const unsigned char*>(flat, f.offset2);
+                out += std::to_string(count) + (array == nullptr ? ":null[" : ":[");
+                for (unsigned int i = 0; array != nullptr && i < n; ++i) {
+                    if (f.kind == qb_field_record_list) {
+                        image_of(*f.element(), array + i * f.element()->flat_size, out);
+                    } else if (f.kind == qb_field_record_ptr_list) {
+                        const void* p = word<const void*>(array, i * sizeof(void*));
+                        if (p == nullptr)
+                            out += "null";
+                        else
+                            image_of(*f.element(), p, out);
+                    } else if (f.kind == qb_field_text_list) {
+                        text_into(word<const char*>(array, i * sizeof(char*)), out);
+                    } else {
+                        out += std::to_string(word<int>(array, i * sizeof(int)));
+                    }
+                    out += ',';
+                }
+                out += ']';
+                break;
+            }
+            case qb_field_record_slots:
+                out += '[';
+                for (size_t i = 0; i < f.size; ++i) {
+                    const void* p = word<const void*>(flat, f.offset + i * sizeof(void*));
+                    if (p == nullptr)
+                        out += "-";
+                    else
+                        image_of(*f.element(), p, out);
+                    out += ',';
+                }
+                out += ']';
+                break;
+        }
+        out += ';';
+    }
+    out += '}';
+}
+
+std::string image(const qb_record_info& info, const void* flat) {
+    std::string out;
+    image_of(info, flat, out);
+    return out;
+}
+
+std::string hex32(unsigned int v) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08X", v);
+    return text;
+}
+
+// ---- one call through each path ----
+
+struct outcome {
+    unsigned int rc = 0;
+    std::string printed;  // standard error
+    bytes_t bytes;        // an encode's octets
+    std::string record;   // a decode's flat record (image)
+};
+
+bool operator==(const outcome& a, const outcome& b) {
+    return a.rc == b.rc && a.printed == b.printed && a.bytes == b.bytes && a.record == b.record;
+}
+
+std::string describe(const outcome& o) {
+    return "status " + hex32(o.rc) + ", stderr \"" + o.printed + "\", " + std::to_string(o.bytes.size()) +
+           " octets, record " + o.record.substr(0, 300);
+}
+
+class paths {
+public:
+    explicit paths(const qb_record_info& info) : info_(info) {}
+
+    outcome encode(const void* flat, int lcs, bool tree) {
+        outcome o;
+        qb_asn_buffer_t out{0, nullptr};
+        o.rc = (tree ? info_.tree_encode : info_.encode)(out, const_cast<void*>(flat), lcs);
+        o.printed = tap_.take();
+        if (out.data != nullptr) o.bytes.assign(out.data, out.data + out.length);
+        qb_asn_buffer_free(out);
+        return o;
+    }
+
+    outcome decode(const bytes_t& msg, int lcs, bool tree) {
+        outcome o;
+        bytes_t copy = msg;
+        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
+        std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info_.flat_size), std::free);
+        o.rc = (tree ? info_.tree_decode : info_.decode)(in, flat.get(), lcs);
+        o.printed = tap_.take();
+        o.record = image(info_, flat.get());
+        info_.free_obj(flat.get());
+        return o;
+    }
+
+    // same_decode / same_encode: "" or what differs between the two paths.
+    std::string same_decode(const bytes_t& msg, int lcs) {
+        const outcome direct = decode(msg, lcs, false);
+        const outcome tree = decode(msg, lcs, true);
+        if (direct == tree) return "";
+        return "decode differs:\n  direct: " + describe(direct) + "\n  tree:   " + describe(tree);
+    }
+    std::string same_encode(const void* flat, int lcs) {
+        const outcome direct = encode(flat, lcs, false);
+        const outcome tree = encode(flat, lcs, true);
+        if (direct == tree) return "";
+        return "encode differs:\n  direct: " + describe(direct) + "\n  tree:   " + describe(tree);
+    }
+
+private:
+    const qb_record_info& info_;
+    qb_test::stderr_tap tap_;
+};
+
+std::vector<const qb_record_info*> all_records() {
+    size_t count = 0;
+    const qb_record_info* const* list = qb_record_list(&count);
+    return std::vector<const qb_record_info*>(list, list + count);
+}
+
+// built: a random flat record owned by the test.
+struct built {
+    const qb_record_info& info;
+    std::unique_ptr<void, void (*)(void*)> flat;
+    built(const qb_record_info& i, std::uint64_t seed, const qb_test::random_options& opt)
+        : info(i), flat(std::calloc(1, i.flat_size), std::free) {
+        qb_test::random_source rnd(seed);
+        qb_test::fill_random(info, flat.get(), rnd, opt);
+    }
+    ~built() { qb_test::free_built(info, flat.get()); }
+    built(const built&) = delete;
+    built& operator=(const built&) = delete;
+};
+
+// message_of: the direct encoding of a record of every list filled.
+bytes_t message_of(const qb_record_info& info, std::uint64_t seed) {
+    qb_test::random_options opt;
+    opt.min_list = 1;
+    opt.max_list = 2;
+    opt.deep_max_list = 1;
+    opt.max_text = 6;
+    opt.max_bytes = 6;
+    built b(info, seed, opt);
+    qb_asn_buffer_t out{0, nullptr};
+    EXPECT_EQ(info.encode(out, b.flat.get(), 0), 0u) << info.flat_name;
+    bytes_t msg;
+    if (out.data != nullptr) msg.assign(out.data, out.data + out.length);
+    qb_asn_buffer_free(out);
+    return msg;
+}
+
+// long_form: the frames of `ber` from `from` on, with every definite length
+// written in the four-octet long form (84 xx xx xx xx).
+bool long_frames(const bytes_t& b, size_t pos, size_t end, bytes_t& out) {
+    while (pos < end) {
+        qb_test::ber_header h;
+        if (!qb_test::read_ber_header(b, pos, end, h) || !h.definite) return false;
+        out.insert(out.end(), b.begin() + static_cast<std::ptrdiff_t>(pos),
+                   b.begin() + static_cast<std::ptrdiff_t>(pos + h.identifier_len));
+        bytes_t content;
+        if (h.constructed) {
+            if (!long_frames(b, h.content, h.content + h.length, content)) return false;
+        } else {
+            content.assign(b.begin() + static_cast<std::ptrdiff_t>(h.content),
+                           b.begin() + static_cast<std::ptrdiff_t>(h.content + h.length));
+        }
+        const size_t n = content.size();
+        out.insert(out.end(), {0x84, static_cast<unsigned char>(n >> 24), static_cast<unsigned char>(n >> 16),
+                               static_cast<unsigned char>(n >> 8), static_cast<unsigned char>(n)});
+        out.insert(out.end(), content.begin(), content.end());
+        pos = h.content + h.length;
+    }
+    return true;
+}
+
+bytes_t long_form(const bytes_t& ber) {
+    bytes_t out(ber.begin(), ber.begin() + 4);
+    if (!long_frames(ber, 4, ber.size(), out)) return {};
+    return out;
+}
+
+// ---- random records ----
+
+TEST(RecordDirect, RandomRecordsGiveTheTreesResultsInBothLocales) {
+    const auto records = all_records();
+    ASSERT_EQ(records.size(), 65u);
+    for (const char* locale : {qb_test::kUtf8Locale, qb_test::kLatin1Locale}) {
+        SCOPED_TRACE(locale);
+        qb_test::thread_locale loc(locale);
+        ASSERT_TRUE(loc.ok()) << qb_test::kMissingLocale;
+        for (const qb_record_info* info : records) {
+            SCOPED_TRACE(info->flat_name);
+            paths both(*info);
+            for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+                qb_test::random_options opt;
+                opt.utf8_text = seed % 2 == 0;  // non-ASCII texts: Latin-1 refuses some of them
+                built src(*info, seed, opt);
+                for (int lcs = 0; lcs <= 1; ++lcs) {
+                    SCOPED_TRACE(lcs ? "LCS" : "plain");
+                    const std::string enc = both.same_encode(src.flat.get(), lcs);
+                    ASSERT_EQ(enc, "") << "seed " << seed;
+                    const outcome wire = both.encode(src.flat.get(), lcs, false);
+                    if (wire.rc != 0) continue;
+                    for (int lcs_in = 0; lcs_in <= 1; ++lcs_in)
+                        ASSERT_EQ(both.same_decode(wire.bytes, lcs_in), "") << "seed " << seed;
+                }
+            }
+        }
+    }
+}
+
+TEST(RecordDirect, NullPointersWithCountsAndLengths) {
+    // An octet string with a length but no data is refused with 0x1065219C
+    // by both paths, before anything is written.
+    const qb_record_info* info = qb_record_find("value_s_t");
+    ASSERT_NE(info, nullptr);
+    value_s_t v{7, nullptr, 3, nullptr};
+    paths both(*info);
+    EXPECT_EQ(both.same_encode(&v, 0), "");
+    const outcome o = both.encode(&v, 0, false);
+    EXPECT_EQ(o.rc, 0x1065219Cu);
+    EXPECT_TRUE(o.bytes.empty());
+}
+
+// ---- damaged and re-encoded messages ----
+
+TEST(RecordDirect, EveryTruncationAndOctetChangeGivesTheTreesResult) {
+    size_t compared = 0;
+    for (const qb_record_info* info : all_records()) {
+        SCOPED_TRACE(info->flat_name);
+        const bytes_t msg = message_of(*info, 77);
+        ASSERT_GT(msg.size(), 4u);
+        paths both(*info);
+        std::vector<bytes_t> inputs;
+        for (size_t n = 0; n < msg.size(); ++n) inputs.emplace_back(msg.begin(), msg.begin() + static_cast<std::ptrdiff_t>(n));
+        for (size_t i = 0; i < msg.size(); ++i) {
+            for (unsigned char change : {0xFF, 0x01, 0x80}) {
+                bytes_t damaged = msg;
+                damaged[i] ^= change;
+                inputs.push_back(damaged);
+            }
+            bytes_t zero = msg;
+            zero[i] = 0x00;
+            inputs.push_back(zero);
+        }
+        std::vector<size_t> starts;
+        const bytes_t open = qb_test::indefinite_form(msg, 4, &starts);
+        ASSERT_FALSE(open.empty());
+        inputs.push_back(open);
+        const bytes_t longer = long_form(msg);
+        ASSERT_FALSE(longer.empty());
+        inputs.push_back(longer);
+        for (size_t n = 0; n < open.size(); ++n) inputs.emplace_back(open.begin(), open.begin() + static_cast<std::ptrdiff_t>(n));
+        for (const bytes_t& in : inputs) {
+            for (int lcs = 0; lcs <= 1; ++lcs) {
+                const std::string diff = both.same_decode(in, lcs);
+                ASSERT_EQ(diff, "") << "input " << [&] {
+                    std::string h;
+                    hex_into(in.data(), in.size(), h);
+                    return h;
+                }();
+                ++compared;
+            }
+        }
+        // The re-encodings decode to the original record.
+        const outcome a = both.decode(open, 0, false);
+        const outcome b = both.decode(msg, 0, false);
+        const outcome c = both.decode(longer, 0, false);
+        EXPECT_EQ(a.rc, 0u);
+        EXPECT_EQ(a.record, b.record);
+        EXPECT_EQ(c.record, b.record);
+    }
+    std::printf("%zu decodes compared\n", compared);
+}
+
+// ---- allocation failure on the direct path ----
+
+class RecordDirectOutOfMemory : public qb_test::LeakChecked {};
+
+TEST_F(RecordDirectOutOfMemory, EveryAllocationOfEveryRecord) {
+    for (const qb_record_info* info : all_records()) {
+        if (info->decode == info->tree_decode) continue;  // records still read through the tree
+        SCOPED_TRACE(info->flat_name);
+        const bytes_t msg = message_of(*info, 5);
+        qb_test::random_options opt;
+        opt.min_list = 1;
+        built src(*info, 5, opt);
+        qb_test::stderr_tap tap;
+        // A first round trip in both forms opens this thread's code-set
+        // descriptors, so that the sweep meets the codec's allocations only.
+        for (int lcs = 0; lcs <= 1; ++lcs) {
+            qb_asn_buffer_t out{0, nullptr};
+            ASSERT_EQ(info->encode(out, src.flat.get(), lcs), 0u);
+            std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info->flat_size), std::free);
+            ASSERT_EQ(info->decode(out, flat.get(), lcs), 0u);
+            info->free_obj(flat.get());
+            qb_asn_buffer_free(out);
+        }
+        for (int lcs = 0; lcs <= 1; ++lcs) {
+            // Decode: the Nth allocation fails, until the decode completes.
+            long n = 0;
+            for (;; ++n) {
+                ASSERT_LT(n, 100000);
+                bytes_t copy = msg;
+                qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
+                std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info->flat_size), std::free);
+                unsigned int rc;
+                bool failed;
+                {
+                    qb_test::fail_after guard(n);
+                    rc = info->decode(in, flat.get(), lcs);
+                    failed = !qb_test::fail_after::armed();
+                }
+                const std::string printed = tap.take();
+                info->free_obj(flat.get());  // whatever the decode left is freeable
+                if (!failed) {
+                    EXPECT_EQ(rc, 0u);
+                    EXPECT_EQ(printed, "");
+                    break;
+                }
+                EXPECT_EQ(rc, 0x10652065u) << "allocation " << n;
+                qb_test::exception_line line;
+                EXPECT_TRUE(qb_test::parse_exception_line(printed, &line)) << "allocation " << n << ": " << printed;
+                EXPECT_EQ(line.code, "10652065");
+            }
+            // Encode: the same; a failed encode hands nothing out.
+            long m = 0;
+            for (;; ++m) {
+                ASSERT_LT(m, 100000);
+                qb_asn_buffer_t out{0, nullptr};
+                unsigned int rc;
+                bool failed;
+                {
+                    qb_test::fail_after guard(m);
+                    rc = info->encode(out, src.flat.get(), lcs);
+                    failed = !qb_test::fail_after::armed();
+                }
+                const std::string printed = tap.take();
+                if (!failed) {
+                    EXPECT_EQ(rc, 0u);
+                    qb_asn_buffer_free(out);
+                    break;
+                }
+                EXPECT_EQ(rc, 0x10652065u) << "allocation " << m;
+                EXPECT_EQ(out.data, nullptr);
+                EXPECT_EQ(out.length, 0u);
+                qb_test::exception_line line;
+                EXPECT_TRUE(qb_test::parse_exception_line(printed, &line)) << "allocation " << m << ": " << printed;
+            }
+            // An encode of ASCII text takes one allocation, the message block,
+            // in both forms.
+            EXPECT_EQ(m, 1);
+            (void)n;
+        }
+    }
+    EXPECT_FALSE(qb_test::leak_found());
+}
+
+}  // namespace
