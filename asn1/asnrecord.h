@@ -19,6 +19,7 @@
 namespace qb::direct {
 struct view;
 struct writer;
+enum class text_mode : unsigned char;
 }  // namespace qb::direct
 
 // ---- reflection ----
@@ -104,8 +105,8 @@ public:                                                                     \
     static const qb_record_info& reflect();                                 \
     /* The direct codec behind the typed entry points: for the library  */ \
     /* and records described elsewhere that nest this one.              */ \
-    static unsigned int direct_size(const Flat& r, size_t& total, bool lcs); \
-    static void direct_write(const Flat& r, ::qb::direct::writer& w, bool lcs); \
+    static unsigned int direct_size(const Flat& r, size_t& total, ::qb::direct::text_mode lcs); \
+    static void direct_write(const Flat& r, ::qb::direct::writer& w, ::qb::direct::text_mode lcs); \
     static unsigned int direct_check(::qb::direct::view& v, bool lcs, bool optional, bool& absent); \
     static unsigned int direct_fill(::qb::direct::view& v, Flat& r, bool lcs, bool optional, bool& absent);
 

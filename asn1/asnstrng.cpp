@@ -415,6 +415,8 @@ bool ascii_only(const char* p, size_t n) {
 
 }  // namespace
 
+bool qb::detail::lcs_keeps_ascii_to_utf8() { return t_lcs_cache.keeps_ascii(kToUTF8); }
+
 void qb::detail::utf8_octets_of(const char* s, bool lcs, text_block& hold, const unsigned char*& p, size_t& n) {
     p = reinterpret_cast<const unsigned char*>(s);
     n = 0;

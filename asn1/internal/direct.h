@@ -273,6 +273,31 @@ inline unsigned int count_frames(const frame& f) {
 }
 
 // ---- writing ----
+
+// text_mode: how an encode stores the caller's texts, decided once per call:
+// as they are (plain), converted from the local code set (lcs), or the same
+// with ASCII texts taken as they are because the thread's code set keeps
+// ASCII unchanged (lcs_ascii_kept; see utf8_octets_of).
+enum class text_mode : unsigned char { plain, lcs, lcs_ascii_kept };
+
+inline text_mode text_mode_of(bool lcs) {
+    if (!lcs) return text_mode::plain;
+    return lcs_keeps_ascii_to_utf8() ? text_mode::lcs_ascii_kept : text_mode::lcs;
+}
+
+// text_octets: the octets the text field stores for s under `mode`: s itself
+// (with its length) where it needs no conversion, else its UTF-8 form in hold.
+inline void text_octets(const char* s, text_mode mode, text_block& hold, const unsigned char*& p, size_t& n) {
+    if (mode != text_mode::lcs) {
+        p = reinterpret_cast<const unsigned char*>(s);
+        n = s == nullptr ? 0 : std::strlen(s);
+        if (mode == text_mode::plain || n == 0) return;
+        bool ascii = true;
+        for (size_t i = 0; i < n && ascii; ++i) ascii = p[i] < 0x80;
+        if (ascii) return;
+    }
+    utf8_octets_of(s, true, hold, p, n);
+}
 //
 // The encoder sizes the whole message first, allocates it once and then
 // writes it from the end towards the front, so that each frame's length is
@@ -325,11 +350,11 @@ struct writer {
         header(0x02, n);
     }
     // text: a whole UTF8String frame of the caller's text (see utf8_octets_of).
-    void text(const char* s, bool lcs) {
+    void text(const char* s, text_mode mode) {
         text_block hold;
         const unsigned char* p = nullptr;
         size_t n = 0;
-        utf8_octets_of(s, lcs, hold, p, n);
+        text_octets(s, mode, hold, p, n);
         put(p, n);
         header(0x0C, n);
     }
@@ -348,11 +373,11 @@ inline size_t integer_frame_size(uint32_t w) {
 }
 
 // text_frame_size: the UTF8String frame of the caller's text.
-inline size_t text_frame_size(const char* s, bool lcs) {
+inline size_t text_frame_size(const char* s, text_mode mode) {
     text_block hold;
     const unsigned char* p = nullptr;
     size_t n = 0;
-    utf8_octets_of(s, lcs, hold, p, n);
+    text_octets(s, mode, hold, p, n);
     return frame_size(n);
 }
 

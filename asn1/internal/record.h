@@ -111,11 +111,11 @@ struct integer_field : member_base<Rec, qbasn_integer> {
     // Direct path: an INTEGER frame of the word's low 32 bits; on reading,
     // the value as qbasn_integer's getters give it (0 when unreadable).
     uint32_t wire(const Flat& r) const { return static_cast<uint32_t>(static_cast<long>(r.*field)); }
-    unsigned int dsize(const Flat& r, size_t& total, bool) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode) const {
         total += d::integer_frame_size(wire(r));
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool) const { w.integer(wire(r)); }
+    void dwrite(const Flat& r, d::writer& w, d::text_mode) const { w.integer(wire(r)); }
     template <bool Fill>
     QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool, const char*) const {
         d::frame f;
@@ -150,11 +150,11 @@ struct text_field : member_base<Rec, qbasnUTF8String> {
     void release(Flat& r) const { std::free(r.*field); }
 
     // Direct path: a UTF8String frame (null stores the empty text).
-    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode lcs) const {
         total += d::text_frame_size(r.*field, lcs);
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool lcs) const { w.text(r.*field, lcs); }
+    void dwrite(const Flat& r, d::writer& w, d::text_mode lcs) const { w.text(r.*field, lcs); }
     template <bool Fill>
     QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char* file) const {
         d::frame f;
@@ -192,12 +192,12 @@ struct octets_field : member_base<Rec, qbasn_octetstring> {
     // Direct path: an OCTET STRING frame; data null with a nonzero length is
     // refused with 0x1065219C, as the member's setter refuses it. On reading,
     // a malloc'ed copy of at least one octet.
-    unsigned int dsize(const Flat& r, size_t& total, bool) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode) const {
         if (r.*data == nullptr && r.*length != 0) return ::qb::detail::kNoSuchElement;
         total += d::frame_size(r.*length);
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool) const {
+    void dwrite(const Flat& r, d::writer& w, d::text_mode) const {
         w.put(r.*data, r.*length);
         w.header(0x04, r.*length);
     }
@@ -237,11 +237,11 @@ struct fixed_octets_field : member_base<Rec, qbasn_octetstring> {
 
     // Direct path: an OCTET STRING frame of N octets; on reading, what the
     // frame holds, cut to N or followed by zeros.
-    unsigned int dsize(const Flat&, size_t& total, bool) const {
+    unsigned int dsize(const Flat&, size_t& total, d::text_mode) const {
         total += d::frame_size(N);
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool) const {
+    void dwrite(const Flat& r, d::writer& w, d::text_mode) const {
         w.put(r.*field, N);
         w.header(0x04, N);
     }
@@ -266,7 +266,7 @@ struct fixed_octets_field : member_base<Rec, qbasn_octetstring> {
 
 // rec_size / rec_write: a nested record's whole frame (SEQUENCE).
 template <class SubRec, class Sub>
-unsigned int rec_size(const Sub& sub, size_t& total, bool lcs) {
+unsigned int rec_size(const Sub& sub, size_t& total, d::text_mode lcs) {
     size_t content = 0;
     if (unsigned int rc = SubRec::direct_size(sub, content, lcs); rc != 0) return rc;
     total += d::frame_size(content);
@@ -274,7 +274,7 @@ unsigned int rec_size(const Sub& sub, size_t& total, bool lcs) {
 }
 
 template <class SubRec, class Sub>
-void rec_write(const Sub& sub, d::writer& w, bool lcs) {
+void rec_write(const Sub& sub, d::writer& w, d::text_mode lcs) {
     unsigned char* const end = w.cur;
     SubRec::direct_write(sub, w, lcs);
     w.header(0x30, static_cast<size_t>(end - w.cur));
@@ -335,8 +335,8 @@ struct record_field : member_base<Rec, SubRec> {
     void release(Flat& r) const { SubRec::free_obj(r.*field); }
 
     // Direct path: the nested record's frame.
-    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const { return rec_size<SubRec>(r.*field, total, lcs); }
-    void dwrite(const Flat& r, d::writer& w, bool lcs) const { rec_write<SubRec>(r.*field, w, lcs); }
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode lcs) const { return rec_size<SubRec>(r.*field, total, lcs); }
+    void dwrite(const Flat& r, d::writer& w, d::text_mode lcs) const { rec_write<SubRec>(r.*field, w, lcs); }
     template <bool Fill>
     QB_DIRECT_FRAME unsigned int dread(d::view& v, Flat* r, bool lcs, const char*) const {
         bool absent = false;
@@ -381,10 +381,10 @@ struct optional_record_field : member_base<Rec, SubRec> {
 
     // Direct path: the nested record's frame, or nothing for a null pointer;
     // on reading, absent when the identifier there is not a SEQUENCE's.
-    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode lcs) const {
         return r.*field == nullptr ? 0 : rec_size<SubRec>(*(r.*field), total, lcs);
     }
-    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+    void dwrite(const Flat& r, d::writer& w, d::text_mode lcs) const {
         if (r.*field != nullptr) rec_write<SubRec>(*(r.*field), w, lcs);
     }
     template <bool Fill>
@@ -507,7 +507,7 @@ struct record_list_field : member_base<Rec, qb_asn_sequenceof<SubRec>> {
 
     // Direct path. A nonzero count with a null array is refused with
     // 0x1065219C (the object tree would read through the null pointer).
-    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode lcs) const {
         const unsigned int n = count_of(r.*count);
         if (n != 0 && r.*array == nullptr) return ::qb::detail::kNoSuchElement;
         size_t content = 0;
@@ -516,7 +516,7 @@ struct record_list_field : member_base<Rec, qb_asn_sequenceof<SubRec>> {
         total += d::frame_size(content);
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+    void dwrite(const Flat& r, d::writer& w, d::text_mode lcs) const {
         write_list(w, count_of(r.*count), [&](unsigned int i) { rec_write<SubRec>((r.*array)[i], w, lcs); });
     }
     template <bool Fill>
@@ -615,7 +615,7 @@ struct record_ptr_list_field : member_base<Rec, qb_asn_sequenceof<SubRec>> {
     }
 
     // Direct path: a null element travels as an empty record.
-    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode lcs) const {
         const unsigned int n = count_of(r.*count);
         if (n != 0 && r.*array == nullptr) return ::qb::detail::kNoSuchElement;
         const Sub empty_record{};
@@ -627,7 +627,7 @@ struct record_ptr_list_field : member_base<Rec, qb_asn_sequenceof<SubRec>> {
         total += d::frame_size(content);
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+    void dwrite(const Flat& r, d::writer& w, d::text_mode lcs) const {
         const Sub empty_record{};
         write_list(w, count_of(r.*count), [&](unsigned int i) {
             const Sub* p = (r.*array)[i];
@@ -710,7 +710,7 @@ struct text_list_field : member_base<Rec, qb_asn_sequenceof<qbasnUTF8String>> {
     }
 
     // Direct path: UTF8String elements (a null text is the empty text).
-    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode lcs) const {
         const unsigned int n = count_of(r.*count);
         if (n != 0 && r.*array == nullptr) return ::qb::detail::kNoSuchElement;
         size_t content = 0;
@@ -718,7 +718,7 @@ struct text_list_field : member_base<Rec, qb_asn_sequenceof<qbasnUTF8String>> {
         total += d::frame_size(content);
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+    void dwrite(const Flat& r, d::writer& w, d::text_mode lcs) const {
         write_list(w, count_of(r.*count), [&](unsigned int i) { w.text((r.*array)[i], lcs); });
     }
     template <bool Fill>
@@ -774,7 +774,7 @@ struct int_list_field : member_base<Rec, qb_asn_sequenceof<qbasn_integer>> {
     void release(Flat& r) const { std::free(r.*array); }
 
     // Direct path: INTEGER elements.
-    unsigned int dsize(const Flat& r, size_t& total, bool) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode) const {
         const unsigned int n = count_of(r.*count);
         if (n != 0 && r.*array == nullptr) return ::qb::detail::kNoSuchElement;
         size_t content = 0;
@@ -783,7 +783,7 @@ struct int_list_field : member_base<Rec, qb_asn_sequenceof<qbasn_integer>> {
         total += d::frame_size(content);
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool) const {
+    void dwrite(const Flat& r, d::writer& w, d::text_mode) const {
         write_list(w, count_of(r.*count),
                    [&](unsigned int i) { w.integer(static_cast<uint32_t>(static_cast<long>((r.*array)[i]))); });
     }
@@ -865,7 +865,7 @@ struct record_slots_field : member_base<Rec, qb_asn_arrayof<SubRec>> {
             if ((r.*slots)[i] != nullptr) used = i + 1;
         return used;
     }
-    unsigned int dsize(const Flat& r, size_t& total, bool lcs) const {
+    unsigned int dsize(const Flat& r, size_t& total, d::text_mode lcs) const {
         size_t content = 0;
         for (unsigned int i = 0, used = used_slots(r); i < used; ++i) {
             const Sub* p = (r.*slots)[i];
@@ -878,7 +878,7 @@ struct record_slots_field : member_base<Rec, qb_asn_arrayof<SubRec>> {
         total += d::frame_size(content);
         return 0;
     }
-    void dwrite(const Flat& r, d::writer& w, bool lcs) const {
+    void dwrite(const Flat& r, d::writer& w, d::text_mode lcs) const {
         write_list(w, used_slots(r), [&](unsigned int i) {
             const Sub* p = (r.*slots)[i];
             if (p == nullptr)
@@ -967,14 +967,14 @@ struct walker {
 
     // direct_size: adds the record's content octets to `total`; the first
     // nonzero status a member's setter would give, in member order.
-    static unsigned int direct_size(const Flat& r, size_t& total, bool lcs) {
+    static unsigned int direct_size(const Flat& r, size_t& total, d::text_mode lcs) {
         unsigned int rc = 0;
         std::apply([&](const auto&... f) { static_cast<void>((((rc = f.dsize(r, total, lcs)) == 0) && ...)); },
                    Desc::fields);
         return rc;
     }
     // direct_write: the content, last member first (the writer goes backwards).
-    static void direct_write(const Flat& r, d::writer& w, bool lcs) {
+    static void direct_write(const Flat& r, d::writer& w, d::text_mode lcs) {
         constexpr size_t n = std::tuple_size_v<std::remove_const_t<decltype(Desc::fields)>>;
         [&]<size_t... I>(std::index_sequence<I...>) {
             (std::get<n - 1 - I>(Desc::fields).dwrite(r, w, lcs), ...);
@@ -1065,15 +1065,16 @@ unsigned int decode_entry(qb_asn_buffer_t& in, Flat& r, security_t s) {
 template <class Walk, class Flat>
 unsigned int direct_encode(qb_asn_buffer_t& out, const Flat& r, bool lcs, const char* file, int line) {
     try {
+        const d::text_mode mode = d::text_mode_of(lcs);
         size_t content = 0;
-        if (unsigned int rc = Walk::direct_size(r, content, lcs); rc != 0) return rc;
+        if (unsigned int rc = Walk::direct_size(r, content, mode); rc != 0) return rc;
         const size_t total = d::kEnvelopeLength + d::frame_size(content);
         if (total > UINT32_MAX) throw_memory(file, line, kOutOfMemory);
         auto* block = static_cast<unsigned char*>(std::malloc(total));
         if (block == nullptr) throw_memory(file, line, kOutOfMemory);
         d::block_guard guard(block);
         d::writer w{block, block + total};
-        Walk::direct_write(r, w, lcs);
+        Walk::direct_write(r, w, mode);
         w.header(0x30, content);
         w.envelope(kEnvelopeVersion);
         out.length = static_cast<unsigned int>(total);
@@ -1205,10 +1206,10 @@ const qb_record_info& walker<Desc>::reflect() {
         return ::qb::rec::decode_obj(*this, r, in, version);                                    \
     }                                                                                           \
     const qb_record_info& RecT::reflect() { return RecT##_walk::reflect(); }                    \
-    unsigned int RecT::direct_size(const FlatT& r, size_t& total, bool lcs) {                   \
+    unsigned int RecT::direct_size(const FlatT& r, size_t& total, ::qb::direct::text_mode lcs) {                   \
         return RecT##_walk::direct_size(r, total, lcs);                                         \
     }                                                                                           \
-    void RecT::direct_write(const FlatT& r, ::qb::direct::writer& w, bool lcs) {                \
+    void RecT::direct_write(const FlatT& r, ::qb::direct::writer& w, ::qb::direct::text_mode lcs) {                \
         RecT##_walk::direct_write(r, w, lcs);                                                   \
     }                                                                                           \
     unsigned int RecT::direct_check(::qb::direct::view& v, bool lcs, bool optional, bool& absent) { \

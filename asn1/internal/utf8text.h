@@ -39,6 +39,11 @@ struct text_block {
 // convert and qb_asn_memexception when memory runs out.
 QBASN_API void utf8_octets_of(const char* s, bool lcs, text_block& hold, const unsigned char*& p, size_t& n);
 
+// lcs_keeps_ascii_to_utf8: the calling thread's local code set writes every
+// ASCII character as the same octet UTF-8 does, so an ASCII text converts to
+// itself (false until a conversion has opened the thread's descriptor).
+QBASN_API bool lcs_keeps_ascii_to_utf8();
+
 // utf8_text_copy: the caller's copy of n stored octets (as the text field's
 // get_value hands it out): out is set to null first; then a malloc'ed
 // NUL-terminated copy (plain mode: all n octets; lcs: the octets before the
