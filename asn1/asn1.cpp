@@ -23,6 +23,7 @@
 #include <cstring>
 
 #include "asn1/asn_kxobjs.h"
+#include "asn1/internal/kxobjs_direct.h"
 #include "asn1/internal/record.h"
 #include "asn1/internal/status.h"
 
@@ -349,39 +350,24 @@ int run_integer(int op, int version, void* record, qb_asn_buffer_t& buf) {
     if (op == kOpFree) return as_status(kOk);  // nothing to free; the record is not looked at
     if (record == nullptr) return as_status(kNoSuchElement);
     int& value = *static_cast<int*>(record);
-    qb_asn_integer number(security_off);  // type name "INTEGER", tag 2, universal
-    if (op == kOpEncode) {
-        (void)number.set_value(static_cast<long>(value));
-        return as_status(qb_asnbase::saveEncoding(number, version, buf));
-    }
-    const unsigned int rc = qb_asnbase::loadObject(number, version, buf);
-    if (rc != kOk) return as_status(rc);  // the record is not touched
-    long read = 0;
-    const unsigned int got = number.get_value(read);
-    if (got == kOk) value = static_cast<int>(read);  // a value wider than 32 bits leaves it alone
-    return as_status(got);
+    if (op == kOpEncode) return as_status(qb::direct::encode_integer(value, version, buf));
+    return as_status(qb::direct::decode_integer(buf, version, value));
 }
 
-// run_record: types 259 and 260, through the record class with security 0
-// (no local-code-set conversion on this path).
+// run_record: types 259 and 260, without the object tree (no local-code-set
+// conversion on this path): what the record class gives with security 0.
 template <class Rec, class Flat>
-int run_record(int op, int version, void* record, qb_asn_buffer_t& buf) {
+int run_record(int op, int version, void* record, qb_asn_buffer_t& buf,
+               unsigned int (*encode)(const Flat&, int, qb_asn_buffer_t&),
+               unsigned int (*decode)(qb_asn_buffer_t&, int, Flat&)) {
     if (record == nullptr) return as_status(kNoSuchElement);
     Flat& flat = *static_cast<Flat*>(record);
     if (op == kOpFree) {
         Rec::free_obj(flat);
         return as_status(kOk);
     }
-    Rec rec(security_off);
-    if (op == kOpEncode) {
-        // A record that could not be set completely is not encoded.
-        const int rc = rec.set_value(flat);
-        if (rc != 0) return rc;
-        return as_status(qb_asnbase::saveEncoding(rec, version, buf));
-    }
-    const unsigned int rc = qb_asnbase::loadObject(rec, version, buf);
-    if (rc != kOk) return as_status(rc);  // the record is not touched
-    return rec.get_value(flat);
+    if (op == kOpEncode) return as_status(encode(flat, version, buf));
+    return as_status(decode(buf, version, flat));  // a failed read leaves the record untouched
 }
 
 // main_func: the dispatcher behind the four entry points. Nothing escapes
@@ -393,9 +379,11 @@ int main_func(int op, int version, void* record, unsigned int type, qb_asn_buffe
             case kIntegerType:
                 return run_integer(op, version, record, buf);
             case kCertRequestType:
-                return run_record<qb_asn_cert_request_in, cert_request_in>(op, version, record, buf);
+                return run_record<qb_asn_cert_request_in, cert_request_in>(
+                    op, version, record, buf, qb::direct::encode_cert_request, qb::direct::decode_cert_request);
             case kUpdateListType:
-                return run_record<qb_asn_kxobj_update_list_t, kxobj_update_list_s_t>(op, version, record, buf);
+                return run_record<qb_asn_kxobj_update_list_t, kxobj_update_list_s_t>(
+                    op, version, record, buf, qb::direct::encode_update_list, qb::direct::decode_update_list);
             default:
                 return kUnknownType;
         }

@@ -399,6 +399,53 @@ private:
     unsigned char* p_;
 };
 
+// encode_block: the message of an encode: `payload_size()` gives the octets
+// of the payload frame (or a status in `rc`), one block of exactly envelope +
+// payload is allocated, `write_payload(writer)` writes the frame backwards,
+// then the envelope goes in front. On failure out is untouched; a block that
+// cannot be allocated throws qb_asn_memexception naming file and line.
+template <class Size, class Write>
+unsigned int encode_block(qb_asn_buffer_t& out, int version, Size payload_size, Write write_payload, const char* file,
+                          int line) {
+    unsigned int rc = kOk;
+    const size_t payload = payload_size(rc);
+    if (rc != kOk) return rc;
+    const size_t total = kEnvelopeLength + payload;
+    if (total > UINT32_MAX) throw qb_asn_memexception(file, line, "ASN: Out of memory");
+    auto* block = static_cast<unsigned char*>(std::malloc(total));
+    if (block == nullptr) throw qb_asn_memexception(file, line, "ASN: Out of memory");
+    block_guard guard(block);
+    writer w{block, block + total};
+    write_payload(w);
+    w.envelope(version);
+    out.length = static_cast<unsigned int>(total);
+    out.data = guard.release();
+    return kOk;
+}
+
+// segmented_octets: an OCTET STRING frame at v that may also come
+// constructed (a series of segments, each an OCTET STRING frame itself) or
+// with an indefinite length, read as the runtime's octet string reads one
+// whose constructed and indefinite forms are permitted: segments are followed
+// to QBASN_MAX_SEGMENT_NESTING constructed levels (0x1065219B beyond). The
+// content length is added to `total`; with `out`, the octets are copied to
+// out + the old total. `constructed_levels` is 0 for the member's own frame.
+[[nodiscard]] inline unsigned int segmented_octets(view& v, unsigned int constructed_levels, size_t& total,
+                                                   unsigned char* out) {
+    frame f;
+    if (unsigned int rc = open(v, 4, prim_ok | cons_ok | indef_ok, false, f); rc != kOk) return rc;
+    if (!f.constructed) {
+        if (out != nullptr && f.length != 0) std::memcpy(out + total, f.content.p, f.length);
+        total += f.length;
+        return close(v, f, after_primitive(f));
+    }
+    if (constructed_levels >= QBASN_MAX_SEGMENT_NESTING) return kMalformed;
+    view in = f.content;
+    while (f.indefinite ? !at_eoc(in) : in.n != 0)
+        if (unsigned int rc = segmented_octets(in, constructed_levels + 1, total, out); rc != kOk) return rc;
+    return close(v, f, in);
+}
+
 }  // namespace qb::direct
 
 #endif

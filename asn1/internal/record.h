@@ -1067,19 +1067,17 @@ unsigned int direct_encode(qb_asn_buffer_t& out, const Flat& r, bool lcs, const 
     try {
         const d::text_mode mode = d::text_mode_of(lcs);
         size_t content = 0;
-        if (unsigned int rc = Walk::direct_size(r, content, mode); rc != 0) return rc;
-        const size_t total = d::kEnvelopeLength + d::frame_size(content);
-        if (total > UINT32_MAX) throw_memory(file, line, kOutOfMemory);
-        auto* block = static_cast<unsigned char*>(std::malloc(total));
-        if (block == nullptr) throw_memory(file, line, kOutOfMemory);
-        d::block_guard guard(block);
-        d::writer w{block, block + total};
-        Walk::direct_write(r, w, mode);
-        w.header(0x30, content);
-        w.envelope(kEnvelopeVersion);
-        out.length = static_cast<unsigned int>(total);
-        out.data = guard.release();
-        return 0;
+        return d::encode_block(
+            out, kEnvelopeVersion,
+            [&](unsigned int& rc) {
+                rc = Walk::direct_size(r, content, mode);
+                return d::frame_size(content);
+            },
+            [&](d::writer& w) {
+                Walk::direct_write(r, w, mode);
+                w.header(0x30, content);
+            },
+            file, line);
     } catch (const qb_asn_exception& e) {
         report(e);
         return e.code;

@@ -4,7 +4,9 @@
 // This executable replaces malloc for the whole process (support/
 // failing_malloc.h), so a chosen allocation made by the library returns
 // null. Sweeps fail the 1st, 2nd, 3rd ... allocation of an encode or a
-// decode through qbasn_encode_obj / qbasn_decode_obj until the call
+// decode through the untyped path of the object tree (as qbasn_encode_obj /
+// qbasn_decode_obj once ran it, see "the untyped path through the object
+// tree" below) until the call
 // completes with every allocation granted. Each failing call must return
 // 0x10652065, print exactly one "Exception: ..." line to standard error when
 // an exception carried the failure (and nothing otherwise), leave the output
@@ -131,9 +133,69 @@ void compare(const reference& ref, const actual& act) {
     }
 }
 
+// ---- the untyped path through the object tree ----
+//
+// The untyped entry points encode and decode without the object tree; these
+// sweeps pin the allocations of the record classes themselves, so they run
+// the tree the way the entry points once did: the record class (or a bare
+// qb_asn_integer for type 262) on the stack, set_value and saveEncoding, or
+// loadObject and get_value, with the boundary's report of an exception.
+// (tests/base_idls/records_direct_test.cpp sweeps the direct path.)
+
+template <class F>
+int tree_boundary(F&& f) {
+    try {
+        return f();
+    } catch (const qb_asn_exception& e) {
+        std::fputs(exception_line(e).c_str(), stderr);
+        return static_cast<int>(e.code);
+    }
+}
+
+template <class Rec, class Flat>
+int tree_record(bool encode, int version, Flat& flat, qb_asn_buffer_t& buf) {
+    Rec rec(security_off);
+    if (encode) {
+        const int rc = rec.set_value(flat);
+        if (rc != 0) return rc;
+        return static_cast<int>(qb_asnbase::saveEncoding(rec, version, buf));
+    }
+    const unsigned int rc = qb_asnbase::loadObject(rec, version, buf);
+    if (rc != 0) return static_cast<int>(rc);
+    return rec.get_value(flat);
+}
+
+int tree_obj(bool encode, int version, void* record, unsigned int type, qb_asn_buffer_t& buf) {
+    return tree_boundary([&]() -> int {
+        if (type == kCert) return tree_record<qb_asn_cert_request_in>(encode, version, *static_cast<cert_request_in*>(record), buf);
+        if (type == kList)
+            return tree_record<qb_asn_kxobj_update_list_t>(encode, version, *static_cast<kxobj_update_list_s_t*>(record), buf);
+        int& value = *static_cast<int*>(record);
+        qb_asn_integer number(security_off);
+        if (encode) {
+            (void)number.set_value(static_cast<long>(value));
+            return static_cast<int>(qb_asnbase::saveEncoding(number, version, buf));
+        }
+        const unsigned int rc = qb_asnbase::loadObject(number, version, buf);
+        if (rc != 0) return static_cast<int>(rc);
+        long read = 0;
+        const unsigned int got = number.get_value(read);
+        if (got == 0) value = static_cast<int>(read);
+        return static_cast<int>(got);
+    });
+}
+
+int tree_encode_obj(int version, void* record, unsigned int type, qb_asn_buffer_t& out) {
+    return tree_obj(true, version, record, type, out);
+}
+
+int tree_decode_obj(int version, qb_asn_buffer_t& in, unsigned int type, void* record) {
+    return tree_obj(false, version, record, type, in);
+}
+
 // ---- the sweeps ----
 
-// sweep_encode: fails each allocation of qbasn_encode_obj(version, flat,
+// sweep_encode: fails each allocation of tree_encode_obj(version, flat,
 // type) in turn; the completed call must give `expected`. Returns the number
 // of failing runs.
 template <class Rec, class Flat>
@@ -150,7 +212,7 @@ long sweep_encode(unsigned int type, int version, Flat& flat, const char* expect
             return rc;
         });
         qb_asn_buffer_t out = {0, nullptr};
-        const actual act = run_entry(n, [&] { return qbasn_encode_obj(version, &flat, type, out); });
+        const actual act = run_entry(n, [&] { return tree_encode_obj(version, &flat, type, out); });
         compare(ref, act);
         if (!act.injected) {
             EXPECT_EQ(act.rc, 0);
@@ -169,7 +231,7 @@ long sweep_encode(unsigned int type, int version, Flat& flat, const char* expect
     return kSweepLimit;
 }
 
-// sweep_decode: fails each allocation of qbasn_decode_obj(version, bytes,
+// sweep_decode: fails each allocation of tree_decode_obj(version, bytes,
 // type) in turn; every record, whatever the status, goes through
 // qbasn_obj_free (the leak check follows). `check` inspects the record of the
 // completed call. Returns the number of failing runs.
@@ -192,7 +254,7 @@ long sweep_decode(unsigned int type, int version, const char* bytes, Check check
         Flat r{};
         bytes_t copy = block;
         qb_asn_buffer_t in = {static_cast<unsigned int>(copy.size()), copy.data()};
-        const actual act = run_entry(n, [&] { return qbasn_decode_obj(version, in, type, &r); });
+        const actual act = run_entry(n, [&] { return tree_decode_obj(version, in, type, &r); });
         compare(ref, act);
         if (!act.injected) {
             EXPECT_EQ(act.rc, 0);
@@ -270,7 +332,7 @@ TEST_F(QbasnEncodeObjOutOfMemory, integer_every_allocation) {
             return rc;
         });
         qb_asn_buffer_t out = {0, nullptr};
-        const actual act = run_entry(n, [&] { return qbasn_encode_obj(7, &x, kInt, out); });
+        const actual act = run_entry(n, [&] { return tree_encode_obj(7, &x, kInt, out); });
         compare(ref, act);
         if (!act.injected) {
             EXPECT_EQ(act.rc, 0);
@@ -292,7 +354,7 @@ TEST_F(QbasnEncodeObjOutOfMemory, output_growth_failure_prints_the_extend_line) 
     bool seen = false;
     for (long n = 0; n < kSweepLimit && !seen; ++n) {
         qb_asn_buffer_t out = {0, nullptr};
-        const actual act = run_entry(n, [&] { return qbasn_encode_obj(2, &flat, kList, out); });
+        const actual act = run_entry(n, [&] { return tree_encode_obj(2, &flat, kList, out); });
         if (!act.injected) {
             qb_asn_buffer_free(out);
             break;
@@ -318,7 +380,7 @@ TEST_F(QbasnEncodeObjOutOfMemory, element_append_failure_prints_nothing) {
     long silent = 0;
     for (long n = 0; n < kSweepLimit; ++n) {
         qb_asn_buffer_t out = {0, nullptr};
-        const actual act = run_entry(n, [&] { return qbasn_encode_obj(2, &flat, kList, out); });
+        const actual act = run_entry(n, [&] { return tree_encode_obj(2, &flat, kList, out); });
         if (!act.injected) {
             qb_asn_buffer_free(out);
             break;
@@ -358,7 +420,7 @@ TEST_F(QbasnDecodeObjOutOfMemory, integer_every_allocation) {
             return static_cast<int>(qb_asnbase::loadObject(number, 7, in));
         });
         int y = 99;
-        const actual act = run_entry(n, [&] { return qbasn_decode_obj(7, in, kInt, &y); });
+        const actual act = run_entry(n, [&] { return tree_decode_obj(7, in, kInt, &y); });
         compare(ref, act);
         if (!act.injected) {
             EXPECT_EQ(act.rc, 0);
@@ -379,7 +441,7 @@ TEST_F(QbasnDecodeObjOutOfMemory, text_failure_prints_the_strvalue_line) {
         kxobj_update_list_s_t r = {};
         bytes_t block = hex(kListV5);
         qb_asn_buffer_t in = {static_cast<unsigned int>(block.size()), block.data()};
-        const actual act = run_entry(n, [&] { return qbasn_decode_obj(5, in, kList, &r); });
+        const actual act = run_entry(n, [&] { return tree_decode_obj(5, in, kList, &r); });
         if (!act.injected) break;
         if (act.err.find("get_strvalue") != std::string::npos) {
             seen = true;
@@ -403,7 +465,7 @@ TEST_F(QbasnDecodeObjOutOfMemory, body_failure_prints_the_obj_body_line) {
         cert_request_in r = {};
         bytes_t block = hex(kCertV3);
         qb_asn_buffer_t in = {static_cast<unsigned int>(block.size()), block.data()};
-        const actual act = run_entry(n, [&] { return qbasn_decode_obj(3, in, kCert, &r); });
+        const actual act = run_entry(n, [&] { return tree_decode_obj(3, in, kCert, &r); });
         if (!act.injected) break;
         if (act.err.find("get_obj_body") != std::string::npos) {
             seen = true;
