@@ -408,9 +408,9 @@ bool lcs_cache::keeps_ascii(lcs_direction dir) {
 
 // ascii_only: n octets, none above 7F.
 bool ascii_only(const char* p, size_t n) {
-    for (size_t i = 0; i < n; ++i)
-        if (static_cast<unsigned char>(p[i]) >= 0x80) return false;
-    return true;
+    unsigned char high = 0;  // every octet's top bit, gathered
+    for (size_t i = 0; i < n; ++i) high |= static_cast<unsigned char>(p[i]);
+    return high < 0x80;
 }
 
 }  // namespace

@@ -292,9 +292,9 @@ inline void text_octets(const char* s, text_mode mode, text_block& hold, const u
         p = reinterpret_cast<const unsigned char*>(s);
         n = s == nullptr ? 0 : std::strlen(s);
         if (mode == text_mode::plain || n == 0) return;
-        bool ascii = true;
-        for (size_t i = 0; i < n && ascii; ++i) ascii = p[i] < 0x80;
-        if (ascii) return;
+        unsigned char high = 0;  // every octet's top bit, gathered
+        for (size_t i = 0; i < n; ++i) high |= p[i];
+        if (high < 0x80) return;
     }
     utf8_octets_of(s, true, hold, p, n);
 }
@@ -324,33 +324,43 @@ struct writer {
     unsigned char* cur;
 
     void put(const void* p, size_t n) {
-        cur -= n;
-        if (n != 0) std::memcpy(cur, p, n);
+        unsigned char* c = cur - n;
+        if (n != 0) std::memcpy(c, p, n);
+        cur = c;
     }
-    void put_byte(unsigned char b) { *--cur = b; }
-    // header: identifier and length in front of `content` octets already written.
+    // header: identifier and length in front of `content` octets already
+    // written (gathered first, so the writer's position moves once).
     void header(unsigned char identifier, size_t content) {
+        unsigned char h[2 + sizeof(size_t)];
+        unsigned int k = 2;
+        h[0] = identifier;
         if (content < 0x80) {
-            put_byte(static_cast<unsigned char>(content));
+            h[1] = static_cast<unsigned char>(content);
         } else {
-            unsigned char k = 0;
-            for (size_t n = content; n != 0; n >>= 8) {
-                put_byte(static_cast<unsigned char>(n & 0xFF));
-                ++k;
-            }
-            put_byte(static_cast<unsigned char>(0x80 | k));
+            unsigned int n = 0;
+            for (size_t v = content; v != 0; v >>= 8) ++n;
+            h[1] = static_cast<unsigned char>(0x80 | n);
+            for (unsigned int i = 0; i < n; ++i) h[2 + i] = static_cast<unsigned char>(content >> (8 * (n - 1 - i)));
+            k = 2 + n;
         }
-        put_byte(identifier);
+        put(h, k);
     }
     // integer: a whole INTEGER frame.
     void integer(uint32_t w) {
-        unsigned char octets[5];
-        const unsigned int n = integer_octets(w, octets);
-        put(octets, n);
-        header(0x02, n);
+        unsigned char f[7];
+        const unsigned int n = integer_octets(w, f + 2);
+        f[0] = 0x02;
+        f[1] = static_cast<unsigned char>(n);
+        put(f, 2 + n);
     }
     // text: a whole UTF8String frame of the caller's text (see utf8_octets_of).
     void text(const char* s, text_mode mode) {
+        if (mode == text_mode::plain) {
+            const size_t n = s == nullptr ? 0 : std::strlen(s);
+            put(s, n);
+            header(0x0C, n);
+            return;
+        }
         text_block hold;
         const unsigned char* p = nullptr;
         size_t n = 0;
@@ -374,6 +384,7 @@ inline size_t integer_frame_size(uint32_t w) {
 
 // text_frame_size: the UTF8String frame of the caller's text.
 inline size_t text_frame_size(const char* s, text_mode mode) {
+    if (mode == text_mode::plain) return frame_size(s == nullptr ? 0 : std::strlen(s));
     text_block hold;
     const unsigned char* p = nullptr;
     size_t n = 0;

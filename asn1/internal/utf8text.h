@@ -23,7 +23,9 @@ struct text_block {
     text_block() = default;
     text_block(const text_block&) = delete;
     text_block& operator=(const text_block&) = delete;
-    ~text_block() { std::free(data); }
+    ~text_block() {
+        if (data != nullptr) std::free(data);
+    }
     char* release() {
         char* p = data;
         data = nullptr;
