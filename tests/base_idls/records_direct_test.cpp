@@ -28,6 +28,7 @@
 #include "base_idls/attrlist_asn.h"
 #include "support/ber_shapes.h"
 #include "support/leak_check.h"
+#include "support/record_owners.h"
 #include "support/record_random.h"
 #include "support/stderr_tap.h"
 #include "support/thread_locale.h"
@@ -228,19 +229,7 @@ std::vector<const qb_record_info*> all_records() {
     return std::vector<const qb_record_info*>(list, list + count);
 }
 
-// built: a random flat record owned by the test.
-struct built {
-    const qb_record_info& info;
-    std::unique_ptr<void, void (*)(void*)> flat;
-    built(const qb_record_info& i, std::uint64_t seed, const qb_test::random_options& opt)
-        : info(i), flat(std::calloc(1, i.flat_size), std::free) {
-        qb_test::random_source rnd(seed);
-        qb_test::fill_random(info, flat.get(), rnd, opt);
-    }
-    ~built() { qb_test::free_built(info, flat.get()); }
-    built(const built&) = delete;
-    built& operator=(const built&) = delete;
-};
+using qb_test::built_record;
 
 // message_of: the direct encoding of a record of every list filled.
 bytes_t message_of(const qb_record_info& info, std::uint64_t seed) {
@@ -250,12 +239,9 @@ bytes_t message_of(const qb_record_info& info, std::uint64_t seed) {
     opt.deep_max_list = 1;
     opt.max_text = 6;
     opt.max_bytes = 6;
-    built b(info, seed, opt);
-    qb_asn_buffer_t out{0, nullptr};
-    EXPECT_EQ(info.encode(out, b.flat.get(), 0), 0u) << info.flat_name;
+    built_record b(info, seed, opt);
     bytes_t msg;
-    if (out.data != nullptr) msg.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
+    EXPECT_EQ(qb_test::encode_record(info, b.flat(), 0, &msg), 0u) << info.flat_name;
     return msg;
 }
 
@@ -304,12 +290,12 @@ TEST(RecordDirect, RandomRecordsGiveTheTreesResultsInBothLocales) {
             for (std::uint64_t seed = 1; seed <= 6; ++seed) {
                 qb_test::random_options opt;
                 opt.utf8_text = seed % 2 == 0;  // non-ASCII texts: Latin-1 refuses some of them
-                built src(*info, seed, opt);
+                built_record src(*info, seed, opt);
                 for (int lcs = 0; lcs <= 1; ++lcs) {
                     SCOPED_TRACE(lcs ? "LCS" : "plain");
-                    const std::string enc = both.same_encode(src.flat.get(), lcs);
+                    const std::string enc = both.same_encode(src.flat(), lcs);
                     ASSERT_EQ(enc, "") << "seed " << seed;
-                    const outcome wire = both.encode(src.flat.get(), lcs, false);
+                    const outcome wire = both.encode(src.flat(), lcs, false);
                     if (wire.rc != 0) continue;
                     for (int lcs_in = 0; lcs_in <= 1; ++lcs_in)
                         ASSERT_EQ(both.same_decode(wire.bytes, lcs_in), "") << "seed " << seed;
@@ -455,13 +441,13 @@ TEST_F(RecordDirectOutOfMemory, EveryAllocationOfEveryRecord) {
         const bytes_t msg = message_of(*info, 5);
         qb_test::random_options opt;
         opt.min_list = 1;
-        built src(*info, 5, opt);
+        built_record src(*info, 5, opt);
         qb_test::stderr_tap tap;
         // A first round trip in both forms opens this thread's code-set
         // descriptors, so that the sweep meets the codec's allocations only.
         for (int lcs = 0; lcs <= 1; ++lcs) {
             qb_asn_buffer_t out{0, nullptr};
-            ASSERT_EQ(info->encode(out, src.flat.get(), lcs), 0u);
+            ASSERT_EQ(info->encode(out, src.flat(), lcs), 0u);
             std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info->flat_size), std::free);
             ASSERT_EQ(info->decode(out, flat.get(), lcs), 0u);
             info->free_obj(flat.get());
@@ -513,7 +499,7 @@ TEST_F(RecordDirectOutOfMemory, EveryAllocationOfEveryRecord) {
                 bool failed;
                 {
                     qb_test::fail_after guard(m);
-                    rc = info->encode(out, src.flat.get(), lcs);
+                    rc = info->encode(out, src.flat(), lcs);
                     failed = !qb_test::fail_after::armed();
                 }
                 const std::string printed = tap.take();

@@ -19,32 +19,14 @@
 #include "asn1/asnrecord.h"
 #include "base_idls/attrlist_asn.h"
 #include "support/record_random.h"
+#include "support/thread_locale.h"
 
 namespace {
 
 using bytes_t = std::vector<unsigned char>;
 
-// Switches this thread to a named locale for the life of the object.
-class thread_locale {
-public:
-    explicit thread_locale(const char* name) : loc_(newlocale(LC_ALL_MASK, name, nullptr)) {
-        if (loc_ != nullptr) previous_ = uselocale(loc_);
-    }
-    ~thread_locale() {
-        if (loc_ == nullptr) return;
-        uselocale(previous_);
-        freelocale(loc_);
-    }
-    thread_locale(const thread_locale&) = delete;
-    thread_locale& operator=(const thread_locale&) = delete;
-    bool ok() const { return loc_ != nullptr; }
-
-private:
-    locale_t loc_;
-    locale_t previous_ = nullptr;
-};
-
-constexpr const char* kMissingLocale = "locale missing: run scripts/install-deps.sh to generate it";
+using qb_test::kMissingLocale;
+using qb_test::thread_locale;
 
 // A flat record of the given type built by the test (freed by the test).
 class built_record {

@@ -36,6 +36,7 @@
 #include "base_idls/attrlist_asn.h"
 #include "support/ber_shapes.h"
 #include "support/hex.h"
+#include "support/record_owners.h"
 #include "support/record_random.h"
 #include "support/small_stack.h"
 
@@ -107,16 +108,10 @@ bytes_t joined(const bytes_t& a, const bytes_t& b) {
 
 // ---- decoding through the reflection table ----
 
-// decode_status: decodes a copy of `msg` into a zeroed record of `info`,
-// frees what the decode left in it, and returns the status.
+// decode_status: the status of decoding `msg` into a zeroed record of
+// `info` (what the decode left in it is freed).
 unsigned int decode_status(const qb_record_info& info, const bytes_t& msg, int lcs) {
-    bytes_t copy = msg;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info.flat_size), std::free);
-    if (flat == nullptr) return 0xFFFFFFFFu;
-    const unsigned int rc = info.decode(in, flat.get(), lcs);
-    info.free_obj(flat.get());
-    return rc;
+    return qb_test::decoded_record(info, msg, lcs).status();
 }
 
 // valid_message: the encoding of a random record of `info` whose lists all
@@ -133,16 +128,9 @@ bytes_t valid_message(const qb_record_info& info) {
     opt.allow_null_elements = false;
     opt.allow_negative_count = false;
     opt.slot_use = 10;  // a few used slots; all 32 would make the action groups' message 32 KB
-    qb_test::random_source rnd(0x5EED);
-    std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info.flat_size), std::free);
-    qb_test::fill_random(info, flat.get(), rnd, opt);
-    qb_asn_buffer_t out{0, nullptr};
-    const unsigned int rc = info.encode(out, flat.get(), 0);
-    qb_test::free_built(info, flat.get());
-    EXPECT_EQ(rc, 0u) << info.flat_name;
+    const qb_test::built_record record(info, 0x5EED, opt);
     bytes_t msg;
-    if (out.data != nullptr) msg.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
+    EXPECT_EQ(qb_test::encode_record(info, record.flat(), 0, &msg), 0u) << info.flat_name;
     return msg;
 }
 
