@@ -318,6 +318,34 @@ TEST(RecordDirect, NullPointersWithCountsAndLengths) {
     EXPECT_TRUE(o.bytes.empty());
 }
 
+TEST(RecordDirect, ListCountWithoutAnArrayIsRefused) {
+    // A list whose count is not 0 but whose array pointer is null has no
+    // elements to send: the encode refuses it with 0x1065219C and hands
+    // nothing out (the object tree would read through the null pointer, so
+    // only the direct path is run). Every list field of every record.
+    size_t lists = 0;
+    for (const qb_record_info* info : all_records()) {
+        for (size_t k = 0; k < info->field_count; ++k) {
+            const qb_field_info& f = info->fields[k];
+            if (f.kind != qb_field_record_list && f.kind != qb_field_record_ptr_list && f.kind != qb_field_text_list &&
+                f.kind != qb_field_int_list)
+                continue;
+            SCOPED_TRACE(std::string(info->flat_name) + "." + f.name);
+            std::vector<unsigned char> flat(info->flat_size, 0);
+            const unsigned int one = 1;
+            std::memcpy(flat.data() + f.offset, &one, sizeof one);
+            for (int lcs = 0; lcs <= 1; ++lcs) {
+                qb_asn_buffer_t out{0, nullptr};
+                EXPECT_EQ(info->encode(out, flat.data(), lcs), 0x1065219Cu);
+                EXPECT_EQ(out.data, nullptr);
+                EXPECT_EQ(out.length, 0u);
+            }
+            ++lists;
+        }
+    }
+    EXPECT_GT(lists, 20u);
+}
+
 // ---- damaged and re-encoded messages ----
 
 TEST(RecordDirect, EveryTruncationAndOctetChangeGivesTheTreesResult) {
