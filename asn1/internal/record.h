@@ -22,6 +22,7 @@
 #include "asn1/asnrecord.h"
 #include "asn1/asnstrng.h"
 #include "asn1/asnutils.h"
+#include "asn1/internal/deep.h"
 #include "asn1/internal/direct.h"
 #include "asn1/internal/utf8text.h"
 
@@ -1089,16 +1090,31 @@ unsigned int direct_encode(qb_asn_buffer_t& out, const Flat& r, bool lcs, const 
 // any input, touching nothing; only then a second pass fills the record the
 // way get_value does, with the same allocations in the same order.
 template <class Walk, class Flat>
-unsigned int direct_decode(qb_asn_buffer_t& in, Flat& r, bool lcs) {
-    try {
+unsigned int direct_decode(qb_asn_buffer_t& in, Flat& r, bool lcs, const char* file, int line) {
+    // Both passes over the payload: check all of it, then fill the record.
+    struct passes final : d::deep_work {
         d::view payload{};
-        if (unsigned int rc = d::envelope_payload(in, kEnvelopeVersion, payload); rc != 0) return rc;
-        bool absent = false;
-        d::view check = payload;
-        if (unsigned int rc = Walk::template direct_read<false>(check, nullptr, lcs, false, absent); rc != 0)
-            return rc;
-        d::view fill = payload;
-        return Walk::template direct_read<true>(fill, &r, lcs, false, absent);
+        Flat* record = nullptr;
+        bool lcs = false;
+        unsigned int run() override {
+            bool absent = false;
+            d::view check = payload;
+            if (unsigned int rc = Walk::template direct_read<false>(check, nullptr, lcs, false, absent); rc != 0)
+                return rc;
+            d::view fill = payload;
+            return Walk::template direct_read<true>(fill, record, lcs, false, absent);
+        }
+    } work;
+    try {
+        if (unsigned int rc = d::envelope_payload(in, kEnvelopeVersion, work.payload); rc != 0) return rc;
+        work.record = &r;
+        work.lcs = lcs;
+        // A record that can nest deeper than the caller's stack should carry
+        // (a recursive one) is read on a large stack when this message does.
+        static const bool may_nest_deeply = d::schema_nests_deeper(Walk::reflect(), d::kCallerStackFrames);
+        if (may_nest_deeply && d::nests_deeper(work.payload, d::kCallerStackFrames))
+            return d::run_on_large_stack(work, file, line);
+        return work.run();
     } catch (const qb_asn_exception& e) {
         report(e);
         return e.code;
@@ -1224,10 +1240,10 @@ const qb_record_info& walker<Desc>::reflect() {
         return ::qb::rec::direct_encode<RecT##_walk>(out, r, true, RecT##_desc::file, RecT##_desc::line); \
     }                                                                                           \
     unsigned int qbAsnDecodeObj(qb_asn_buffer_t& in, FlatT& r) {                                \
-        return ::qb::rec::direct_decode<RecT##_walk>(in, r, false);                             \
+        return ::qb::rec::direct_decode<RecT##_walk>(in, r, false, RecT##_desc::file, RecT##_desc::line); \
     }                                                                                           \
     unsigned int qbAsnDecodeObjLCS(qb_asn_buffer_t& in, FlatT& r) {                             \
-        return ::qb::rec::direct_decode<RecT##_walk>(in, r, true);                              \
+        return ::qb::rec::direct_decode<RecT##_walk>(in, r, true, RecT##_desc::file, RecT##_desc::line); \
     }                                                                                           \
     void qbAsnFreeObj(FlatT& r) { RecT::free_obj(r); }
 

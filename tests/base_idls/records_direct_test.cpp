@@ -458,6 +458,65 @@ TEST(RecordDirect, SegmentedOctetStringsOfTheUpdatesAndRequests) {
     }
 }
 
+// deep_namevalues: a chain of `records` name-value trees, each the only child
+// of the one before, each named by the octets of `name` (DER, behind the
+// envelope).
+bytes_t deep_namevalues(int records, const bytes_t& name) {
+    const auto frame = [](unsigned char identifier, const bytes_t& content) {
+        bytes_t out{identifier};
+        if (content.size() < 0x80) {
+            out.push_back(static_cast<unsigned char>(content.size()));
+        } else {
+            out.insert(out.end(), {0x82, static_cast<unsigned char>(content.size() >> 8),
+                                   static_cast<unsigned char>(content.size())});
+        }
+        out.insert(out.end(), content.begin(), content.end());
+        return out;
+    };
+    bytes_t inner;  // the innermost record's child list is empty
+    for (int i = 0; i < records; ++i) {
+        bytes_t content = frame(0x0C, name);
+        content.insert(content.end(), {0x30, 0x00});  // no values
+        const bytes_t children = frame(0x30, inner);
+        content.insert(content.end(), children.begin(), children.end());
+        inner = frame(0x30, content);
+    }
+    bytes_t msg = {0x04, 0x02, 0xAC, 0xDC};
+    msg.insert(msg.end(), inner.begin(), inner.end());
+    return msg;
+}
+
+TEST(RecordDirect, DeeplyNestedRecordsGiveTheTreesResults) {
+    // Messages that nest deeper than the caller's share of the stack are read
+    // on a large stack of their own: the same results, also for a failure
+    // raised there (a text the Latin-1 locale cannot hold) and for every cut.
+    const qb_record_info* info = qb_record_find("namevalue_s_t");
+    ASSERT_NE(info, nullptr);
+    paths both(*info);
+    for (int records : {20, 127, 128, 129}) {
+        SCOPED_TRACE(records);
+        const bytes_t ascii = deep_namevalues(records, {0x6E});
+        const bytes_t euro = deep_namevalues(records, {0xE2, 0x82, 0xAC});
+        for (int lcs = 0; lcs <= 1; ++lcs) {
+            ASSERT_EQ(both.same_decode(ascii, lcs), "");
+            ASSERT_EQ(both.same_decode(euro, lcs), "");
+        }
+        {
+            qb_test::thread_locale latin1(qb_test::kLatin1Locale);
+            ASSERT_TRUE(latin1.ok()) << qb_test::kMissingLocale;
+            ASSERT_EQ(both.same_decode(euro, 1), "");
+            const outcome o = both.decode(euro, 1, false);
+            EXPECT_EQ(o.rc, records <= 128 ? 0x106521ABu : 0x1065219Bu);
+        }
+        const outcome plain = both.decode(ascii, 0, false);
+        EXPECT_EQ(plain.rc, records <= 128 ? 0u : 0x1065219Bu);
+    }
+    const bytes_t deep = deep_namevalues(64, {0x6E});
+    for (size_t n = 0; n < deep.size(); n += 7)
+        ASSERT_EQ(both.same_decode(bytes_t(deep.begin(), deep.begin() + static_cast<std::ptrdiff_t>(n)), 0), "")
+            << "cut at " << n;
+}
+
 // ---- allocation failure on the direct path ----
 
 class RecordDirectOutOfMemory : public qb_test::LeakChecked {};

@@ -45,7 +45,7 @@ namespace {
 using bytes_t = std::vector<unsigned char>;
 
 constexpr size_t kSmallStack = 64 * 1024;
-constexpr size_t kRecursionStack = 512 * 1024;  // the recursive records at full depth (see below)
+constexpr size_t kRecursionStack = 512 * 1024;  // the object tree's read of the recursive records (see below)
 constexpr size_t kMebibyte = 1024 * 1024;
 constexpr unsigned int kInputExhausted = 0x10652198;
 constexpr unsigned int kMalformed = 0x1065219B;
@@ -256,9 +256,9 @@ TEST(RecordNesting, ValidMessagesDecodeOnA64KiBStack) {
 // (and of audit elements), each the only child of the one before, takes two
 // levels per record, so 128 records decode and a 129th is refused. Unlike
 // every other record, these two nest as deep as their input up to that
-// bound, so the deepest valid message needs more stack than the 64 KiB the
-// other records fit in: the stack both paths (typed entry point and object
-// tree) take for it is printed, and the README states the figures.
+// bound; the typed entry points read a message that nests that deep on a
+// large stack of their own, so the caller's 64 KiB suffice. The object
+// tree, which reads it on the caller's stack, is measured on a large one.
 bytes_t chain_of(const char* leading_members, int records) {
     const bytes_t leading = hex(leading_members);
     bytes_t inner;  // the innermost record's child list is empty
@@ -298,7 +298,7 @@ TEST(RecordNesting, RecursiveRecordsAtTheBound) {
         const bytes_t deepest = chain_of(r.leading_members, 128);
         const bytes_t deeper = chain_of(r.leading_members, 129);
         unsigned int rc[5] = {1, 1, 0, 0, 1};
-        const qb_test::stack_run run = qb_test::run_on_small_stack(kRecursionStack, [&] {
+        const qb_test::stack_run run = qb_test::run_on_small_stack(kSmallStack, [&] {
             rc[0] = decode_status(*info, deepest, 0);
             rc[1] = decode_status(*info, deepest, 1);
             rc[2] = decode_status(*info, deeper, 0);
@@ -313,8 +313,8 @@ TEST(RecordNesting, RecursiveRecordsAtTheBound) {
         EXPECT_EQ(rc[2], kMalformed);
         EXPECT_EQ(rc[3], kMalformed);
         EXPECT_EQ(rc[4], 0u);
-        std::printf("%s: 128 nested records, deepest stack use %zu octets (object tree: %zu)\n", r.flat_name,
-                    run.used, tree_run.used);
+        std::printf("%s: 128 nested records, deepest stack use of the caller %zu octets (object tree: %zu)\n",
+                    r.flat_name, run.used, tree_run.used);
     }
 }
 
