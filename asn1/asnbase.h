@@ -25,8 +25,10 @@
 // may hold constructed segments, whose segments must then be primitive
 // (QBASN_MAX_SEGMENT_NESTING constructed levels); deeper segment nesting is
 // refused with 0x1065219B as well. The records' own schemas bound every other
-// nesting, so every record decode fits a 64 KiB thread stack (the README
-// gives the stack each level costs).
+// nesting but that of the two recursive records, whose deep messages the
+// typed entry points read on a large stack of their own; so every decode
+// through the entry points fits a 64 KiB thread stack (the README gives the
+// stack each level costs).
 //
 // Lengths: a long-form length whose value does not fit 32 bits (a non-zero
 // octet before its last four) is refused with 0x10652198 by the frame reader;
