@@ -30,129 +30,13 @@
 #include "support/leak_check.h"
 #include "support/record_owners.h"
 #include "support/record_random.h"
+#include "support/record_test.h"
 #include "support/stderr_tap.h"
 #include "support/thread_locale.h"
 
 namespace {
 
 using bytes_t = std::vector<unsigned char>;
-
-// ---- an exact picture of a flat record ----
-
-void image_of(const qb_record_info& info, const void* flat, std::string& out);
-
-void hex_into(const unsigned char* p, size_t n, std::string& out) {
-    char two[4];
-    for (size_t i = 0; i < n; ++i) {
-        std::snprintf(two, sizeof two, "%02X", p[i]);
-        out += two;
-    }
-}
-
-template <class T>
-T word(const void* flat, size_t offset) {
-    T v;
-    std::memcpy(&v, static_cast<const unsigned char*>(flat) + offset, sizeof v);
-    return v;
-}
-
-void text_into(const char* s, std::string& out) {
-    if (s == nullptr) {
-        out += "null";
-        return;
-    }
-    out += '"';
-    hex_into(reinterpret_cast<const unsigned char*>(s), std::strlen(s), out);
-    out += '"';
-}
-
-// image_of: every field of the record, pointers as null or what they point
-// at, counts as stored, elements up to the count. Two records with the same
-// image hold the same message in the same shape.
-void image_of(const qb_record_info& info, const void* flat, std::string& out) {
-    out += '{';
-    for (size_t k = 0; k < info.field_count; ++k) {
-        const qb_field_info& f = info.fields[k];
-        out += f.name;
-        out += '=';
-        const long count = f.signed_count ? word<int>(flat, f.offset) : static_cast<long>(word<unsigned>(flat, f.offset));
-        const unsigned int n = count < 0 ? 0 : static_cast<unsigned int>(count);
-        switch (f.kind) {
-            case qb_field_int: out += std::to_string(word<int>(flat, f.offset)); break;
-            case qb_field_uint: out += std::to_string(word<unsigned>(flat, f.offset)); break;
-            case qb_field_long: out += std::to_string(word<long>(flat, f.offset)); break;
-            case qb_field_ushort: out += std::to_string(word<unsigned short>(flat, f.offset)); break;
-            case qb_field_uchar: out += std::to_string(word<unsigned char>(flat, f.offset)); break;
-            case qb_field_text:
-            case qb_field_text_octets: text_into(word<const char*>(flat, f.offset), out); break;
-            case qb_field_octets: {
-                const auto* p = word<const unsigned char*>(flat, f.offset2);
-                out += std::to_string(n) + (p == nullptr ? ":null" : ":");
-                if (p != nullptr) hex_into(p, n, out);
-                break;
-            }
-            case qb_field_fixed_octets:
-                hex_into(static_cast<const unsigned char*>(flat) + f.offset, f.size, out);
-                break;
-            case qb_field_record:
-                image_of(*f.element(), static_cast<const unsigned char*>(flat) + f.offset, out);
-                break;
-            case qb_field_optional_record: {
-                const void* p = word<const void*>(flat, f.offset);
-                if (p == nullptr)
-                    out += "null";
-                else
-                    image_of(*f.element(), p, out);
-                break;
-            }
-            case qb_field_record_list:
-            case qb_field_record_ptr_list:
-            case qb_field_text_list:
-            case qb_field_int_list: {
-                const auto* array = word<const unsigned char*>(flat, f.offset2);
-                out += std::to_string(count) + (array == nullptr ? ":null[" : ":[");
-                for (unsigned int i = 0; array != nullptr && i < n; ++i) {
-                    if (f.kind == qb_field_record_list) {
-                        image_of(*f.element(), array + i * f.element()->flat_size, out);
-                    } else if (f.kind == qb_field_record_ptr_list) {
-                        const void* p = word<const void*>(array, i * sizeof(void*));
-                        if (p == nullptr)
-                            out += "null";
-                        else
-                            image_of(*f.element(), p, out);
-                    } else if (f.kind == qb_field_text_list) {
-                        text_into(word<const char*>(array, i * sizeof(char*)), out);
-                    } else {
-                        out += std::to_string(word<int>(array, i * sizeof(int)));
-                    }
-                    out += ',';
-                }
-                out += ']';
-                break;
-            }
-            case qb_field_record_slots:
-                out += '[';
-                for (size_t i = 0; i < f.size; ++i) {
-                    const void* p = word<const void*>(flat, f.offset + i * sizeof(void*));
-                    if (p == nullptr)
-                        out += "-";
-                    else
-                        image_of(*f.element(), p, out);
-                    out += ',';
-                }
-                out += ']';
-                break;
-        }
-        out += ';';
-    }
-    out += '}';
-}
-
-std::string image(const qb_record_info& info, const void* flat) {
-    std::string out;
-    image_of(info, flat, out);
-    return out;
-}
 
 std::string hex32(unsigned int v) {
     char text[16];
@@ -199,7 +83,7 @@ public:
         std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info_.flat_size), std::free);
         o.rc = (tree ? info_.tree_decode : info_.decode)(in, flat.get(), lcs);
         o.printed = tap_.take();
-        o.record = image(info_, flat.get());
+        o.record = qb_test::image(info_, flat.get());
         info_.free_obj(flat.get());
         return o;
     }
@@ -378,11 +262,7 @@ TEST(RecordDirect, EveryTruncationAndOctetChangeGivesTheTreesResult) {
         for (const bytes_t& in : inputs) {
             for (int lcs = 0; lcs <= 1; ++lcs) {
                 const std::string diff = both.same_decode(in, lcs);
-                ASSERT_EQ(diff, "") << "input " << [&] {
-                    std::string h;
-                    hex_into(in.data(), in.size(), h);
-                    return h;
-                }();
+                ASSERT_EQ(diff, "") << "input " << qb_test::to_hex(in);
                 ++compared;
             }
         }

@@ -132,7 +132,7 @@ void append_quoted(std::string& out, const char* s) {
     out += '"';
 }
 
-void append_bytes(std::string& out, const unsigned char* p, unsigned n) {
+void append_bytes(std::string& out, const unsigned char* p, unsigned n, bool exact = false) {
     char buf[16];
     std::snprintf(buf, sizeof buf, "<%u:", n);
     out += buf;
@@ -140,7 +140,7 @@ void append_bytes(std::string& out, const unsigned char* p, unsigned n) {
         std::snprintf(buf, sizeof buf, "%02X", p[i]);
         out += buf;
     }
-    if (n != 0 && p == nullptr) out += "(null data)";
+    if ((n != 0 || exact) && p == nullptr) out += "(null data)";
     out += '>';
 }
 
@@ -381,9 +381,13 @@ std::string shape_at(const qb_record_info& info, const void* flat, const std::st
 
 constexpr size_t kDumpLimit = 8000;
 
-void describe_at(const qb_record_info& info, const void* flat, std::string& out);
+// describe_at / describe_field: the record as text. `exact`: nothing is cut
+// at kDumpLimit, and a null data or array pointer is shown also when its
+// length or count is 0.
+void describe_at(const qb_record_info& info, const void* flat, std::string& out, bool exact);
 
-void describe_field(const qb_field_info& f, const void* flat, std::string& out) {
+void describe_field(const qb_field_info& f, const void* flat, std::string& out, bool exact) {
+    const size_t limit = exact ? static_cast<size_t>(-1) : kDumpLimit;
     out += f.name;
     out += '=';
     switch (f.kind) {
@@ -395,18 +399,18 @@ void describe_field(const qb_field_info& f, const void* flat, std::string& out) 
         case qb_field_text:
         case qb_field_text_octets: append_quoted(out, word<char*>(flat, f.offset)); break;
         case qb_field_octets:
-            append_bytes(out, word<unsigned char*>(flat, f.offset2), word<unsigned>(flat, f.offset));
+            append_bytes(out, word<unsigned char*>(flat, f.offset2), word<unsigned>(flat, f.offset), exact);
             break;
         case qb_field_fixed_octets:
             append_bytes(out, reinterpret_cast<const unsigned char*>(at(flat, f.offset)), static_cast<unsigned>(f.size));
             break;
-        case qb_field_record: describe_at(element_of(f), at(flat, f.offset), out); break;
+        case qb_field_record: describe_at(element_of(f), at(flat, f.offset), out, exact); break;
         case qb_field_optional_record: {
             const void* p = word<void*>(flat, f.offset);
             if (p == nullptr)
                 out += "absent";
             else
-                describe_at(element_of(f), p, out);
+                describe_at(element_of(f), p, out, exact);
             break;
         }
         case qb_field_record_list:
@@ -418,24 +422,24 @@ void describe_field(const qb_field_info& f, const void* flat, std::string& out) 
             if (f.signed_count && word<int>(flat, f.offset) < 0)
                 out += "(count " + std::to_string(word<int>(flat, f.offset)) + ")";
             out += '[';
-            for (unsigned i = 0; i < n && array != nullptr && out.size() < kDumpLimit; ++i) {
+            for (unsigned i = 0; i < n && array != nullptr && out.size() < limit; ++i) {
                 if (i != 0) out += ", ";
                 if (f.kind == qb_field_record_list) {
                     const qb_record_info& e = element_of(f);
-                    describe_at(e, array + i * e.flat_size, out);
+                    describe_at(e, array + i * e.flat_size, out, exact);
                 } else if (f.kind == qb_field_record_ptr_list) {
                     const void* e = reinterpret_cast<void* const*>(array)[i];
                     if (e == nullptr)
                         out += "NULL";
                     else
-                        describe_at(element_of(f), e, out);
+                        describe_at(element_of(f), e, out, exact);
                 } else if (f.kind == qb_field_text_list) {
                     append_quoted(out, reinterpret_cast<char* const*>(array)[i]);
                 } else {
                     out += std::to_string(reinterpret_cast<const int*>(array)[i]);
                 }
             }
-            if (n != 0 && array == nullptr) out += "(null array)";
+            if ((n != 0 || exact) && array == nullptr) out += "(null array)";
             out += ']';
             break;
         }
@@ -443,12 +447,12 @@ void describe_field(const qb_field_info& f, const void* flat, std::string& out) 
             const auto* slots = reinterpret_cast<void* const*>(at(flat, f.offset));
             out += '{';
             bool first = true;
-            for (size_t i = 0; i < f.size && out.size() < kDumpLimit; ++i) {
+            for (size_t i = 0; i < f.size && out.size() < limit; ++i) {
                 if (slots[i] == nullptr) continue;
                 if (!first) out += ", ";
                 first = false;
                 out += std::to_string(i) + ":";
-                describe_at(element_of(f), slots[i], out);
+                describe_at(element_of(f), slots[i], out, exact);
             }
             out += '}';
             break;
@@ -456,12 +460,12 @@ void describe_field(const qb_field_info& f, const void* flat, std::string& out) 
     }
 }
 
-void describe_at(const qb_record_info& info, const void* flat, std::string& out) {
+void describe_at(const qb_record_info& info, const void* flat, std::string& out, bool exact) {
     out += info.name;
     out += '{';
-    for (size_t i = 0; i < info.field_count && out.size() < kDumpLimit; ++i) {
+    for (size_t i = 0; i < info.field_count && (exact || out.size() < kDumpLimit); ++i) {
         if (i != 0) out += ", ";
-        describe_field(info.fields[i], flat, out);
+        describe_field(info.fields[i], flat, out, exact);
     }
     out += '}';
 }
@@ -684,9 +688,15 @@ bool records_equal(const qb_record_info& info, const void* a, const void* b, std
 
 std::string decoded_shape(const qb_record_info& info, const void* flat) { return shape_at(info, flat, info.name); }
 
+std::string image(const qb_record_info& info, const void* flat) {
+    std::string out;
+    describe_at(info, flat, out, true);
+    return out;
+}
+
 std::string describe(const qb_record_info& info, const void* flat) {
     std::string out;
-    describe_at(info, flat, out);
+    describe_at(info, flat, out, false);
     if (out.size() > kDumpLimit) {
         out.resize(kDumpLimit);
         out += "...";

@@ -74,6 +74,11 @@ std::string decoded_shape(const qb_record_info& info, const void* flat);
 // describe: a one-line readable dump of a flat record, for failure messages.
 std::string describe(const qb_record_info& info, const void* flat);
 
+// image: the same dump, complete and with every null data or array pointer
+// shown (also where the length or count is 0): two records with the same
+// image hold the same values in the same shape, to the last pointer left null.
+std::string image(const qb_record_info& info, const void* flat);
+
 // uses_kind: the record (or a record it nests) has a field of this kind.
 bool uses_kind(const qb_record_info& info, qb_field_kind kind);
 
