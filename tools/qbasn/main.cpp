@@ -35,11 +35,6 @@ namespace qbtool {
 
 namespace {
 
-// Object types of the untyped entry points and the flat records they carry.
-constexpr unsigned kCertRequestType = 259;
-constexpr unsigned kUpdateListType = 260;
-constexpr unsigned kIntegerType = 262;
-
 struct settings {
     std::string file = "-";
     std::string out = "-";
@@ -61,15 +56,6 @@ std::vector<unsigned char> load_message(const settings& s) {
 // use_local_code_set: --lcs converts texts between UTF-8 and the code set of
 // the caller's locale, which the tool takes from the environment.
 void use_local_code_set() { std::setlocale(LC_CTYPE, ""); }
-
-// untyped_record: the flat record type behind an object type (259, 260).
-const qb_record_info& untyped_record(unsigned object_type) {
-    const char* flat_name = object_type == kCertRequestType ? "cert_request_in" : "kxobj_update_list_s_t";
-    const qb_record_info* info = qb_record_find(flat_name);
-    if (info == nullptr)
-        input_error("object type " + std::to_string(object_type) + " (" + flat_name + ") is not described by this library");
-    return *info;
-}
 
 qb_asn_buffer_t view_of(std::vector<unsigned char>& bytes) {
     return qb_asn_buffer_t{static_cast<unsigned int>(bytes.size()), bytes.empty() ? nullptr : bytes.data()};

@@ -53,6 +53,14 @@ const qb_record_info& find_record(const std::string& name) {
     return *info;
 }
 
+const qb_record_info& untyped_record(unsigned object_type) {
+    const char* flat_name = object_type == kCertRequestType ? "cert_request_in" : "kxobj_update_list_s_t";
+    const qb_record_info* info = qb_record_find(flat_name);
+    if (info == nullptr)
+        input_error("object type " + std::to_string(object_type) + " (" + flat_name + ") is not described by this library");
+    return *info;
+}
+
 void list_types(FILE* out) {
     size_t n = 0;
     const qb_record_info* const* records = qb_record_list(&n);

@@ -10,6 +10,15 @@
 
 namespace qbtool {
 
+// Object types of the untyped entry points (qbasn_encode_obj/qbasn_decode_obj).
+constexpr unsigned kCertRequestType = 259;  // cert_request_in
+constexpr unsigned kUpdateListType = 260;   // kxobj_update_list_s_t
+constexpr unsigned kIntegerType = 262;      // a bare INTEGER (no record)
+
+// untyped_record: the flat record type behind an object type (259, 260);
+// fails with input_error when the library does not describe it.
+const qb_record_info& untyped_record(unsigned object_type);
+
 // find_record: the record named `name` (flat name, type name or short form);
 // fails with input_error naming the unknown type.
 const qb_record_info& find_record(const std::string& name);
