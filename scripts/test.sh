@@ -3,8 +3,9 @@
 #   build/ci-release  RelWithDebInfo, warnings as errors
 #   build/ci-asan     Debug, AddressSanitizer + UndefinedBehaviorSanitizer,
 #                     warnings as errors
-# Each run includes the install check (tests/install/) and replays the fuzz
-# corpora. Then the thread test under ThreadSanitizer (scripts/tsan.sh,
+# Each run includes the install check (tests/install/), the Python module's
+# pytest suite (tests/python/, under Debian's /usr/bin/python3) and replays
+# the fuzz corpora. Then the thread test under ThreadSanitizer (scripts/tsan.sh,
 # build/tsan) and every fuzz target for 20 seconds (scripts/fuzz.sh,
 # build/fuzz). Missing Debian build packages are installed first when that is
 # possible. Exits non-zero on the first failure.
@@ -23,7 +24,9 @@ run_config() {
     local dir=$1
     shift
     echo "==== $dir: configure"
-    cmake -S "$repo" -B "$repo/$dir" -G Ninja -DQBASN_WERROR=ON "$@"
+    # The Python module and its tests are part of every CI build: a missing
+    # pybind11 or Python header fails the configure instead of dropping them.
+    cmake -S "$repo" -B "$repo/$dir" -G Ninja -DQBASN_WERROR=ON -DQBASN_REQUIRE_PYTHON=ON "$@"
     echo "==== $dir: build"
     cmake --build "$repo/$dir" -j "$jobs"
     echo "==== $dir: test"

@@ -12,6 +12,11 @@
 #   QBASN_CONSUMER_FLAGS   extra compile/link flags of the consumers, e.g. the
 #                          sanitizer flags when the library is instrumented
 #   QBASN_KEEP_INSTALL     when set, keep the temporary directory
+#   QBASN_PYTHON           the interpreter the Python module was built for; when
+#                          set, the installed module is imported from the prefix
+#   QBASN_PYTHON_DIR       where the module is installed, relative to the prefix
+#   QBASN_PYTHON_PRELOAD   libraries the interpreter preloads (the sanitizer
+#                          runtimes when the module is instrumented)
 set -euo pipefail
 
 if [[ $# -ne 1 ]]; then
@@ -88,5 +93,22 @@ echo "pkg-config --cflags --libs qbasn: $pc_flags"
 "$cxx" -std=c++20 $flags "$here/pkgconfig_main.cpp" $pc_flags -o "$work/pkgconfig_consumer"
 LD_LIBRARY_PATH="$prefix/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}" \
     "$work/pkgconfig_consumer"
+
+if [[ -n ${QBASN_PYTHON:-} ]]; then
+    echo "== Python module from the prefix"
+    pydir=$prefix/${QBASN_PYTHON_DIR:?QBASN_PYTHON_DIR must name the install directory of the module}
+    compgen -G "$pydir/qbasn*.so" >/dev/null || fail "missing the Python module in $pydir"
+    # No LD_LIBRARY_PATH: the module finds the installed library by itself,
+    # and it must be that one, not the build tree's.
+    loaded=$(cd "$work" && PYTHONPATH="$pydir" LD_PRELOAD="${QBASN_PYTHON_PRELOAD:-}" ASAN_OPTIONS=detect_leaks=0 "$QBASN_PYTHON" -c '
+import qbasn
+record = {"number": 5, "text": "a", "bytes": b"\x01"}
+message = qbasn.encode("value", record)
+assert message == bytes.fromhex("0402ACDC3009020105 0C0161 040101"), message.hex()
+assert qbasn.decode("value", message) == record
+print(next(line.split()[-1] for line in open("/proc/self/maps") if "libqbasn.so" in line))
+')
+    [[ $loaded == "$prefix/lib/"* ]] || fail "the installed module loaded $loaded, not the library in $prefix/lib"
+fi
 
 echo "install check: ok"
