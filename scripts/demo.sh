@@ -1,17 +1,19 @@
 #!/usr/bin/env bash
 # scripts/demo.sh - builds qbasn (build/release): the library, the example
-# program envelope_demo and the command-line tool qbasn; runs envelope_demo
-# (it saves a small record behind the versioned envelope, prints the octets
-# and loads them back), then lets the tool dump and decode a sample message
-# from examples/messages/.
+# program envelope_demo, the command-line tool qbasn and the Python module;
+# installs them into build/prefix; runs envelope_demo (it saves a small record
+# behind the versioned envelope, prints the octets and loads them back), lets
+# the tool dump and decode a sample message from examples/messages/, and
+# decodes it once more in Python, with the module installed in build/prefix.
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$repo"
 
 # The example needs only a compiler and the build tools; the tool also needs
-# CLI11 and nlohmann-json.
-"$repo/scripts/install-deps.sh" cmake ninja-build g++ libcli11-dev nlohmann-json3-dev
+# CLI11 and nlohmann-json; the Python module, Debian's python3 with its
+# headers and pybind11.
+"$repo/scripts/install-deps.sh" cmake ninja-build g++ libcli11-dev nlohmann-json3-dev python3 python3-dev pybind11-dev
 
 generator=()
 if command -v ninja >/dev/null 2>&1; then
@@ -19,8 +21,9 @@ if command -v ninja >/dev/null 2>&1; then
 fi
 
 cmake -S "$repo" -B "$repo/build/release" "${generator[@]}" \
-    -DCMAKE_BUILD_TYPE=Release -DQBASN_BUILD_TESTS=OFF -DQBASN_BUILD_EXAMPLES=ON
-cmake --build "$repo/build/release" -j 2 --target envelope_demo qbasn_tool
+    -DCMAKE_BUILD_TYPE=Release -DQBASN_BUILD_TESTS=OFF -DQBASN_BUILD_EXAMPLES=ON -DQBASN_REQUIRE_PYTHON=ON
+cmake --build "$repo/build/release" -j 2 --target envelope_demo qbasn_tool qbasn_python
+cmake --install "$repo/build/release" --prefix "$repo/build/prefix" >/dev/null
 "$repo/build/release/envelope_demo"
 
 qbasn="$repo/build/release/tools/qbasn"
@@ -31,3 +34,13 @@ echo "\$ qbasn dump --type attrlist examples/messages/attrlist_s_t.bin"
 echo
 echo "\$ qbasn decode --type attrlist examples/messages/attrlist_s_t.bin"
 "$qbasn" decode --type attrlist "$sample"
+
+# The module in the prefix: <prefix>/lib/python3.X/site-packages.
+site=$(/usr/bin/python3 -c 'import sys; print("lib/python%d.%d/site-packages" % sys.version_info[:2])')
+echo
+echo "\$ PYTHONPATH=build/prefix/$site /usr/bin/python3 -c 'import qbasn; print(qbasn.decode(\"attrlist\", open(\"examples/messages/attrlist_s_t.bin\", \"rb\").read()))'"
+PYTHONPATH="$repo/build/prefix/$site" /usr/bin/python3 -c '
+import sys
+import qbasn
+print(qbasn.decode("attrlist", open(sys.argv[1], "rb").read()))
+' "$sample"

@@ -157,46 +157,55 @@ class filler {
 public:
     explicit filler(const tree_reader& tree) : tree_(tree) {}
 
-    void record(const qb_record_info& info, void* flat, node j, const std::string& path) {
+    void record(const qb_record_info& info, void* flat, node j, const value_path& path) {
         const depth_guard guard(*this, path);
         if (tree_.kind(j) != value_kind::record)
             type_error(path, "expected " + std::string(tree_.record_word()) + " (" + info.flat_name + "), got " + tree_.kind_name(j));
-        for (const std::string& name : tree_.member_names(j, path)) {
-            bool known = false;
-            for (std::size_t i = 0; i < info.field_count && !known; ++i) known = name == info.fields[i].name;
-            if (!known)
-                throw fill_error(fill_error::kind::value, member_path(path, name),
-                                 std::string("unknown field (") + info.flat_name + " has " + field_names(info) + ")");
-        }
+        // A member the record does not have is reported before a field it
+        // lacks; a record with as many members as fields, all found, has none.
+        if (tree_.member_count(j) != info.field_count) refuse_unknown(info, j, path);
         for (std::size_t i = 0; i < info.field_count; ++i) {
             const qb_field_info& f = info.fields[i];
             const node value = tree_.find_member(j, f.name);
-            if (value == nullptr)
-                throw fill_error(fill_error::kind::missing, path,
+            if (value == nullptr) {
+                refuse_unknown(info, j, path);
+                throw fill_error(fill_error::kind::missing, path.str(),
                                  std::string("missing field \"") + f.name + "\" (" + info.flat_name + " has " + field_names(info) + ")");
-            field(f, flat, value, member_path(path, f.name));
+            }
+            field(f, flat, value, value_path(path, f.name));
         }
     }
 
-    long long integer(node j, const std::string& path, long long lo, long long hi, const char* what) {
+    long long integer(node j, const value_path& path, long long lo, long long hi, const char* what) {
         if (tree_.kind(j) != value_kind::integer)
             type_error(path, "expected " + std::string(tree_.integer_word()) + " (" + what + "), got " + tree_.kind_name(j));
         const std::optional<long long> v = tree_.integer(j);
         if (!v || *v < lo || *v > hi)
-            throw fill_error(fill_error::kind::value, path,
+            throw fill_error(fill_error::kind::value, path.str(),
                              tree_.integer_text(j) + " is out of range for " + what + " (" + std::to_string(lo) + ".." + std::to_string(hi) + ")");
         return *v;
     }
 
 private:
+    // refuse_unknown: fails naming the first member that is not a field.
+    void refuse_unknown(const qb_record_info& info, node j, const value_path& path) {
+        for (const std::string& name : tree_.member_names(j, path)) {
+            bool known = false;
+            for (std::size_t i = 0; i < info.field_count && !known; ++i) known = name == info.fields[i].name;
+            if (!known)
+                throw fill_error(fill_error::kind::value, member_path(path.str(), name),
+                                 std::string("unknown field (") + info.flat_name + " has " + field_names(info) + ")");
+        }
+    }
+
     // depth_guard: counts the maps and arrays entered; a tree nested deeper
     // than kMaxTreeDepth (or one that contains itself) is refused.
     class depth_guard {
     public:
-        depth_guard(filler& f, const std::string& path) : f_(f) {
+        depth_guard(filler& f, const value_path& path) : f_(f) {
             if (++f_.depth_ > kMaxTreeDepth) {
                 --f_.depth_;
-                throw fill_error(fill_error::kind::value, path, "nested deeper than " + std::to_string(kMaxTreeDepth) + " levels");
+                throw fill_error(fill_error::kind::value, path.str(), "nested deeper than " + std::to_string(kMaxTreeDepth) + " levels");
             }
         }
         depth_guard(const depth_guard&) = delete;
@@ -207,8 +216,8 @@ private:
         filler& f_;
     };
 
-    [[noreturn]] static void type_error(const std::string& path, const std::string& why) {
-        throw fill_error(fill_error::kind::type, path, why);
+    [[noreturn]] static void type_error(const value_path& path, const std::string& why) {
+        throw fill_error(fill_error::kind::type, path.str(), why);
     }
 
     static std::string field_names(const qb_record_info& info) {
@@ -221,18 +230,19 @@ private:
     }
 
     // text: a malloc'ed copy of a text value (null for null).
-    char* text(node j, const std::string& path) {
-        const std::optional<std::string> bytes = tree_.text(j, path);
+    char* text(node j, const value_path& path) {
+        const std::optional<std::string_view> bytes = tree_.text(j, path);
         if (!bytes) return nullptr;
-        if (bytes->find('\0') != std::string::npos)
-            throw fill_error(fill_error::kind::value, path, "a text cannot hold a zero character (the flat record ends texts with it)");
+        if (bytes->find('\0') != std::string_view::npos)
+            throw fill_error(fill_error::kind::value, path.str(), "a text cannot hold a zero character (the flat record ends texts with it)");
         char* copy = static_cast<char*>(std::malloc(bytes->size() + 1));
         if (copy == nullptr) throw std::bad_alloc();
-        std::memcpy(copy, bytes->c_str(), bytes->size() + 1);
+        if (!bytes->empty()) std::memcpy(copy, bytes->data(), bytes->size());
+        copy[bytes->size()] = '\0';
         return copy;
     }
 
-    std::size_t list_size(node j, const std::string& path, const char* what) {
+    std::size_t list_size(node j, const value_path& path, const char* what) {
         if (tree_.kind(j) != value_kind::list)
             type_error(path, "expected " + std::string(tree_.list_word()) + " (" + what + "), got " + tree_.kind_name(j));
         return tree_.list_size(j);
@@ -240,9 +250,9 @@ private:
 
     // start_list: allocates the zeroed element array of a list and sets its
     // pointer and count, so the record is freeable whatever comes next.
-    void* start_list(const qb_field_info& f, void* flat, std::size_t n, std::size_t element_size, const std::string& path) {
+    void* start_list(const qb_field_info& f, void* flat, std::size_t n, std::size_t element_size, const value_path& path) {
         const std::size_t max = f.signed_count ? static_cast<std::size_t>(INT32_MAX) : static_cast<std::size_t>(UINT32_MAX);
-        if (n > max) throw fill_error(fill_error::kind::value, path, "too many elements (" + std::to_string(n) + ")");
+        if (n > max) throw fill_error(fill_error::kind::value, path.str(), "too many elements (" + std::to_string(n) + ")");
         if (n == 0) return nullptr;
         void* elements = checked_calloc(n, element_size);
         store<void*>(flat, f.offset2, elements);
@@ -253,16 +263,16 @@ private:
         return elements;
     }
 
-    const qb_record_info& element(const qb_field_info& f, const std::string& path) {
+    const qb_record_info& element(const qb_field_info& f, const value_path& path) {
         const qb_record_info* e = element_of(f);
-        if (e == nullptr) throw fill_error(fill_error::kind::value, path, "the library describes this field without its element record");
+        if (e == nullptr) throw fill_error(fill_error::kind::value, path.str(), "the library describes this field without its element record");
         return *e;
     }
 
     // sub_record: a record held through the pointer at `offset` in `holder`
     // (optional records, pointer lists, slots): allocated, hung into place so
     // the record stays freeable, then filled.
-    void sub_record(const qb_record_info& e, void* holder, std::size_t offset, node j, const std::string& path, bool null_allowed) {
+    void sub_record(const qb_record_info& e, void* holder, std::size_t offset, node j, const value_path& path, bool null_allowed) {
         if (tree_.kind(j) != value_kind::record)
             type_error(path, "expected " + std::string(tree_.record_word()) + " (" + e.flat_name + ")" + (null_allowed ? " or null" : "") +
                                  ", got " + tree_.kind_name(j));
@@ -271,7 +281,7 @@ private:
         record(e, sub, j, path);
     }
 
-    void field(const qb_field_info& f, void* flat, node j, const std::string& path) {
+    void field(const qb_field_info& f, void* flat, node j, const value_path& path) {
         switch (f.kind) {
             case qb_field_int:
                 store<int>(flat, f.offset, static_cast<int>(integer(j, path, INT32_MIN, INT32_MAX, "a signed 32-bit integer")));
@@ -292,8 +302,8 @@ private:
             case qb_field_text_octets: store<char*>(flat, f.offset, text(j, path)); return;
             case qb_field_octets: {
                 if (f.optional && tree_.kind(j) == value_kind::null) return;  // absent: length 0, no data
-                const std::string bytes = tree_.octets(j, path);
-                if (bytes.size() > UINT32_MAX) throw fill_error(fill_error::kind::value, path, "too many octets");
+                const std::string_view bytes = tree_.octets(j, path);
+                if (bytes.size() > UINT32_MAX) throw fill_error(fill_error::kind::value, path.str(), "too many octets");
                 if (bytes.empty()) return;
                 void* data = std::malloc(bytes.size());
                 if (data == nullptr) throw std::bad_alloc();
@@ -303,9 +313,9 @@ private:
                 return;
             }
             case qb_field_fixed_octets: {
-                const std::string bytes = tree_.octets(j, path);
+                const std::string_view bytes = tree_.octets(j, path);
                 if (bytes.size() != f.size)
-                    throw fill_error(fill_error::kind::value, path,
+                    throw fill_error(fill_error::kind::value, path.str(),
                                      "expected exactly " + std::to_string(f.size) + " octets (" + std::to_string(2 * f.size) +
                                          " hex digits), got " + std::to_string(bytes.size()));
                 std::memcpy(at(flat, f.offset), bytes.data(), f.size);
@@ -322,7 +332,7 @@ private:
                 const depth_guard guard(*this, path);
                 const std::size_t n = list_size(j, path, e.flat_name);
                 char* elements = static_cast<char*>(start_list(f, flat, n, e.flat_size, path));
-                for (std::size_t i = 0; i < n; ++i) record(e, elements + i * e.flat_size, tree_.list_item(j, i), index_path(path, i));
+                for (std::size_t i = 0; i < n; ++i) record(e, elements + i * e.flat_size, tree_.list_item(j, i), value_path(path, i));
                 return;
             }
             case qb_field_record_ptr_list: {
@@ -330,14 +340,14 @@ private:
                 const depth_guard guard(*this, path);
                 const std::size_t n = list_size(j, path, e.flat_name);
                 void** elements = static_cast<void**>(start_list(f, flat, n, sizeof(void*), path));
-                for (std::size_t i = 0; i < n; ++i) sub_record(e, elements, i * sizeof(void*), tree_.list_item(j, i), index_path(path, i), false);
+                for (std::size_t i = 0; i < n; ++i) sub_record(e, elements, i * sizeof(void*), tree_.list_item(j, i), value_path(path, i), false);
                 return;
             }
             case qb_field_text_list: {
                 const depth_guard guard(*this, path);
                 const std::size_t n = list_size(j, path, "texts");
                 char** elements = static_cast<char**>(start_list(f, flat, n, sizeof(char*), path));
-                for (std::size_t i = 0; i < n; ++i) elements[i] = text(tree_.list_item(j, i), index_path(path, i));
+                for (std::size_t i = 0; i < n; ++i) elements[i] = text(tree_.list_item(j, i), value_path(path, i));
                 return;
             }
             case qb_field_int_list: {
@@ -345,7 +355,7 @@ private:
                 const std::size_t n = list_size(j, path, "integers");
                 int* elements = static_cast<int*>(start_list(f, flat, n, sizeof(int), path));
                 for (std::size_t i = 0; i < n; ++i)
-                    elements[i] = static_cast<int>(integer(tree_.list_item(j, i), index_path(path, i), INT32_MIN, INT32_MAX, "a signed 32-bit integer"));
+                    elements[i] = static_cast<int>(integer(tree_.list_item(j, i), value_path(path, i), INT32_MIN, INT32_MAX, "a signed 32-bit integer"));
                 return;
             }
             case qb_field_record_slots: {
@@ -353,16 +363,16 @@ private:
                 const depth_guard guard(*this, path);
                 const std::size_t n = list_size(j, path, "slots");
                 if (n > f.size)
-                    throw fill_error(fill_error::kind::value, path, "at most " + std::to_string(f.size) + " slots, got " + std::to_string(n));
+                    throw fill_error(fill_error::kind::value, path.str(), "at most " + std::to_string(f.size) + " slots, got " + std::to_string(n));
                 for (std::size_t i = 0; i < n; ++i) {
                     const node item = tree_.list_item(j, i);
                     if (tree_.kind(item) == value_kind::null) continue;  // an empty slot
-                    sub_record(e, flat, f.offset + i * sizeof(void*), item, index_path(path, i), true);
+                    sub_record(e, flat, f.offset + i * sizeof(void*), item, value_path(path, i), true);
                 }
                 return;
             }
         }
-        throw fill_error(fill_error::kind::value, path, "field kind " + std::to_string(static_cast<int>(f.kind)) + " is not known here");
+        throw fill_error(fill_error::kind::value, path.str(), "field kind " + std::to_string(static_cast<int>(f.kind)) + " is not known here");
     }
 
     const tree_reader& tree_;
@@ -386,14 +396,19 @@ std::string member_path(const std::string& parent, const std::string& name) {
 
 std::string index_path(const std::string& parent, std::size_t i) { return parent + "[" + std::to_string(i) + "]"; }
 
+std::string value_path::str() const {
+    if (parent_ == nullptr) return std::string();
+    return member_ != nullptr ? member_path(parent_->str(), member_) : index_path(parent_->str(), index_);
+}
+
 void walk_record(const qb_record_info& info, const void* flat, tree_builder& out) { walker(out).record(info, flat); }
 
 void fill_record(const tree_reader& tree, tree_reader::node root, const qb_record_info& info, void* flat) {
-    filler(tree).record(info, flat, root, "");
+    filler(tree).record(info, flat, root, value_path());
 }
 
 int fill_int32(const tree_reader& tree, tree_reader::node n) {
-    return static_cast<int>(filler(tree).integer(n, "", INT32_MIN, INT32_MAX, "a signed 32-bit integer"));
+    return static_cast<int>(filler(tree).integer(n, value_path(), INT32_MIN, INT32_MAX, "a signed 32-bit integer"));
 }
 
 std::string shape_of(const qb_field_info& f, const value_words& words) {

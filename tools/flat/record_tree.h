@@ -27,6 +27,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "asn1/asnrecord.h"
@@ -87,6 +88,22 @@ private:
 std::string member_path(const std::string& parent, const std::string& name);
 std::string index_path(const std::string& parent, std::size_t i);
 
+// value_path: where a value sits in the tree while it is read: a chain of
+// the enclosing members and elements, each on the stack of the reader, that
+// is written out (str()) only when a failure names it.
+class value_path {
+public:
+    value_path() = default;  // the tree's root
+    value_path(const value_path& parent, const char* member) : parent_(&parent), member_(member) {}
+    value_path(const value_path& parent, std::size_t index) : parent_(&parent), index_(index) {}
+    std::string str() const;
+
+private:
+    const value_path* parent_ = nullptr;
+    const char* member_ = nullptr;
+    std::size_t index_ = 0;
+};
+
 // tree_reader: read access to one tree. A node is the tree's own handle of a
 // value, valid while the tree is.
 class tree_reader {
@@ -111,15 +128,18 @@ public:
     // For a list node.
     virtual std::size_t list_size(node n) const = 0;
     virtual node list_item(node n, std::size_t i) const = 0;
-    // For a record node: the names of its members (fails with fill_error for
-    // a name the tree cannot give as text), and one member or nullptr.
-    virtual std::vector<std::string> member_names(node n, const std::string& path) const = 0;
+    // For a record node: how many members it has, their names (fails with
+    // fill_error for a name the tree cannot give as text), and one member or
+    // nullptr.
+    virtual std::size_t member_count(node n) const = 0;
+    virtual std::vector<std::string> member_names(node n, const value_path& path) const = 0;
     virtual node find_member(node n, const char* name) const = 0;
     // text: the octets of a text value, nullopt for null; fails with
     // fill_error for any other value. octets: the octets of an octet-string
-    // value; fails with fill_error for any other value.
-    virtual std::optional<std::string> text(node n, const std::string& path) const = 0;
-    virtual std::string octets(node n, const std::string& path) const = 0;
+    // value; fails with fill_error for any other value. The octets stay
+    // valid while the reader does (a reader keeps what it had to convert).
+    virtual std::optional<std::string_view> text(node n, const value_path& path) const = 0;
+    virtual std::string_view octets(node n, const value_path& path) const = 0;
 };
 
 // fill_record: fills the zeroed flat record `flat` of type `info` from the

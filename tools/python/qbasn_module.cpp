@@ -27,6 +27,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <optional>
 #include <span>
 #include <string>
@@ -266,14 +267,15 @@ public:
         if (i >= list_size(n)) raise(PyExc_RuntimeError, "a list of the record changed while it was read");
         return keep(PySequence_Fast_GET_ITEM(of(n), static_cast<Py_ssize_t>(i)));
     }
-    std::vector<std::string> member_names(node n, const std::string& path) const override {
+    std::size_t member_count(node n) const override { return static_cast<std::size_t>(PyDict_Size(of(n))); }
+    std::vector<std::string> member_names(node n, const qbflat::value_path& path) const override {
         std::vector<std::string> names;
         PyObject* key = nullptr;
         PyObject* value = nullptr;
         Py_ssize_t pos = 0;
         while (PyDict_Next(of(n), &pos, &key, &value)) {
             if (!PyUnicode_Check(key))
-                throw qbflat::fill_error(qbflat::fill_error::kind::type, path, "field names are str, got " + kind_name(key));
+                throw qbflat::fill_error(qbflat::fill_error::kind::type, path.str(), "field names are str, got " + kind_name(key));
             names.push_back(utf8(key));
         }
         return names;
@@ -283,36 +285,40 @@ public:
         if (value == nullptr && PyErr_Occurred() != nullptr) throw py::error_already_set();
         return value != nullptr ? keep(value) : nullptr;
     }
-    std::optional<std::string> text(node n, const std::string& path) const override {
+    std::optional<std::string_view> text(node n, const qbflat::value_path& path) const override {
         PyObject* o = of(n);
         if (o == Py_None) return std::nullopt;
         if (PyUnicode_Check(o)) {
+            // The UTF-8 form is cached in the str, which is kept referenced.
             Py_ssize_t size = 0;
             const char* p = PyUnicode_AsUTF8AndSize(o, &size);
             if (p == nullptr) {
                 PyErr_Clear();
-                throw qbflat::fill_error(qbflat::fill_error::kind::value, path, "the str cannot be written as UTF-8 (it holds a lone surrogate)");
+                throw qbflat::fill_error(qbflat::fill_error::kind::value, path.str(), "the str cannot be written as UTF-8 (it holds a lone surrogate)");
             }
-            return std::string(p, static_cast<std::size_t>(size));
+            return std::string_view(p, static_cast<std::size_t>(size));
         }
         if (kind(n) == value_kind::octets) return octets(n, path);
-        throw qbflat::fill_error(qbflat::fill_error::kind::type, path, "expected a str, None or bytes, got " + kind_name(n));
+        throw qbflat::fill_error(qbflat::fill_error::kind::type, path.str(), "expected a str, None or bytes, got " + kind_name(n));
     }
-    std::string octets(node n, const std::string& path) const override {
+    std::string_view octets(node n, const qbflat::value_path& path) const override {
         PyObject* o = of(n);
-        if (PyBytes_Check(o)) return std::string(PyBytes_AS_STRING(o), static_cast<std::size_t>(PyBytes_GET_SIZE(o)));
-        if (PyByteArray_Check(o)) return std::string(PyByteArray_AS_STRING(o), static_cast<std::size_t>(PyByteArray_GET_SIZE(o)));
+        // bytes are immutable and kept referenced; a bytearray or memoryview
+        // is copied, as Python code could change it.
+        if (PyBytes_Check(o)) return std::string_view(PyBytes_AS_STRING(o), static_cast<std::size_t>(PyBytes_GET_SIZE(o)));
+        if (PyByteArray_Check(o))
+            return copies_.emplace_back(PyByteArray_AS_STRING(o), static_cast<std::size_t>(PyByteArray_GET_SIZE(o)));
         if (PyMemoryView_Check(o)) {
             Py_buffer buffer;
             if (PyObject_GetBuffer(o, &buffer, PyBUF_C_CONTIGUOUS) != 0) {
                 PyErr_Clear();
-                throw qbflat::fill_error(qbflat::fill_error::kind::value, path, "the memoryview is not contiguous");
+                throw qbflat::fill_error(qbflat::fill_error::kind::value, path.str(), "the memoryview is not contiguous");
             }
-            std::string bytes(static_cast<const char*>(buffer.buf), static_cast<std::size_t>(buffer.len));
+            std::string& bytes = copies_.emplace_back(static_cast<const char*>(buffer.buf), static_cast<std::size_t>(buffer.len));
             PyBuffer_Release(&buffer);
             return bytes;
         }
-        throw qbflat::fill_error(qbflat::fill_error::kind::type, path, "expected bytes, got " + kind_name(n));
+        throw qbflat::fill_error(qbflat::fill_error::kind::type, path.str(), "expected bytes, got " + kind_name(n));
     }
 
     // root: the record (or integer) to read, kept referenced like every node.
@@ -336,6 +342,7 @@ private:
     }
 
     mutable std::vector<py::object> kept_;
+    mutable std::deque<std::string> copies_;
 };
 
 // fill_from: fills the zeroed flat record from a dict.

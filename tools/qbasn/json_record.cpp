@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -257,7 +258,8 @@ public:
     }
     std::size_t list_size(node n) const override { return of(n).size(); }
     node list_item(node n, std::size_t i) const override { return &of(n)[i]; }
-    std::vector<std::string> member_names(node n, const std::string&) const override {
+    std::size_t member_count(node n) const override { return of(n).size(); }
+    std::vector<std::string> member_names(node n, const qbflat::value_path&) const override {
         std::vector<std::string> names;
         for (const auto& item : of(n).items()) names.push_back(item.key());
         return names;
@@ -267,22 +269,25 @@ public:
         const auto it = j.find(name);
         return it == j.end() ? nullptr : &*it;
     }
-    std::optional<std::string> text(node n, const std::string& path) const override {
+    std::optional<std::string_view> text(node n, const qbflat::value_path& path) const override {
         const ojson& j = of(n);
         if (j.is_null()) return std::nullopt;
-        if (j.is_string()) return j.get<std::string>();
-        if (j.is_object() && j.size() == 1 && j.contains("hex")) return octets(&j["hex"], qbflat::member_path(path, "hex"));
-        throw qbflat::fill_error(qbflat::fill_error::kind::type, path,
+        if (j.is_string()) return std::string_view(j.get_ref<const std::string&>());
+        if (j.is_object() && j.size() == 1 && j.contains("hex")) return octets(&j["hex"], qbflat::value_path(path, "hex"));
+        throw qbflat::fill_error(qbflat::fill_error::kind::type, path.str(),
                                  "expected a string, null or {\"hex\": \"...\"}, got " + kind_name(n));
     }
-    std::string octets(node n, const std::string& path) const override {
+    std::string_view octets(node n, const qbflat::value_path& path) const override {
         const ojson& j = of(n);
-        if (!j.is_string()) throw qbflat::fill_error(qbflat::fill_error::kind::type, path, "expected a hex string, got " + kind_name(n));
+        if (!j.is_string()) throw qbflat::fill_error(qbflat::fill_error::kind::type, path.str(), "expected a hex string, got " + kind_name(n));
         std::string why;
         const auto bytes = parse_hex_string(j.get_ref<const std::string&>(), why);
-        if (!bytes) throw qbflat::fill_error(qbflat::fill_error::kind::value, path, "not a hex string: " + why);
-        return std::string(bytes->begin(), bytes->end());
+        if (!bytes) throw qbflat::fill_error(qbflat::fill_error::kind::value, path.str(), "not a hex string: " + why);
+        return converted_.emplace_back(bytes->begin(), bytes->end());
     }
+
+private:
+    mutable std::deque<std::string> converted_;  // octets parsed from hex, kept while the fill runs
 };
 
 // fill: runs a conversion from the document; a value that cannot go into the
