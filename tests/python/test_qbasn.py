@@ -321,3 +321,16 @@ def test_many_threads_encode_and_decode_at_once(rnd):
     for t in threads:
         t.join()
     assert failures == []
+
+
+# ---- the README's example ----
+
+def test_the_readmes_example_runs(monkeypatch, capsys):
+    from conftest import REPO
+
+    readme = (REPO / "README.md").read_text()
+    section = readme.split("## The Python module", 1)[1]
+    example = section.split("```python\n", 1)[1].split("```", 1)[0]
+    monkeypatch.chdir(REPO)
+    exec(compile(example, "README.md", "exec"), {})  # its asserts check the octets and the round trip
+    assert capsys.readouterr().out.startswith("0x10652198 input exhausted")
