@@ -329,6 +329,57 @@ void scanners_target(const qb_record_info* const* records, std::size_t count) {
 
 }  // namespace
 
+// ---- fuzz_tool_input ----
+
+std::string hex_text(const bytes_t& b) {
+    static const char digits[] = "0123456789ABCDEF";
+    std::string s = "# a message as hex text\n";
+    for (std::size_t i = 0; i < b.size(); ++i) {
+        s += digits[b[i] >> 4];
+        s += digits[b[i] & 0x0F];
+        s += (i % 16 == 15 || i + 1 == b.size()) ? '\n' : ' ';
+    }
+    return s;
+}
+
+std::string base64_text(const bytes_t& b, std::size_t width) {
+    static const char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string s;
+    for (std::size_t i = 0; i < b.size(); i += 3) {
+        const unsigned v = static_cast<unsigned>(b[i]) << 16 | (i + 1 < b.size() ? static_cast<unsigned>(b[i + 1]) << 8 : 0U) |
+                           (i + 2 < b.size() ? b[i + 2] : 0U);
+        s += alphabet[v >> 18 & 63];
+        s += alphabet[v >> 12 & 63];
+        s += i + 1 < b.size() ? alphabet[v >> 6 & 63] : '=';
+        s += i + 2 < b.size() ? alphabet[v & 63] : '=';
+    }
+    std::string wrapped;
+    for (std::size_t i = 0; i < s.size(); i += width) wrapped += s.substr(i, width) + "\n";
+    return wrapped;
+}
+
+bytes_t text_bytes(const std::string& s) { return bytes_t(s.begin(), s.end()); }
+
+// input_target: the example messages and the dump samples as every format,
+// once recognised (format octet 0) and once named (1 raw, 2 hex, 3 base64,
+// 4 pem).
+void input_target(const fs::path& samples) {
+    for (const fs::path& path : sorted_files(g_examples / "messages", ".bin")) {
+        const bytes_t msg = read_file(path);
+        const std::string stem = path.stem().string();
+        const std::string pem = "-----BEGIN QBASN MESSAGE-----\n" + base64_text(msg, 64) + "-----END QBASN MESSAGE-----\n";
+        put("fuzz_tool_input", stem + ".raw", {1}, msg);
+        put("fuzz_tool_input", stem + ".hex", {0}, text_bytes(hex_text(msg)));
+        put("fuzz_tool_input", stem + ".forced.hex", {2}, text_bytes(hex_text(msg)));
+        put("fuzz_tool_input", stem + ".b64", {0}, text_bytes(base64_text(msg, 76)));
+        put("fuzz_tool_input", stem + ".forced.b64", {3}, text_bytes(base64_text(msg, 64)));
+        put("fuzz_tool_input", stem + ".pem", {0}, text_bytes("explanatory text\n" + pem));
+        put("fuzz_tool_input", stem + ".forced.pem", {4}, text_bytes(pem));
+    }
+    for (const char* sample : {"rsa-cert.pem", "rsa-cert.b64", "rsa-cert.der", "ec-key.pem", "signed.cms.der"})
+        put("fuzz_tool_input", std::string("sample-") + sample, {0}, read_file(samples / sample));
+}
+
 int main(int argc, char** argv) {
     if (argc != 2) {
         std::fprintf(stderr, "usage: %s REPO_ROOT\n", argv[0]);
@@ -344,6 +395,7 @@ int main(int argc, char** argv) {
     examples(records, count);
     untyped_target();
     scanners_target(records, count);
+    input_target(root / "tests" / "tool" / "samples");
     std::printf("gen_corpus: wrote %d files under %s\n", g_written, g_corpus.string().c_str());
     return 0;
 }

@@ -11,9 +11,9 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$repo"
 
 # The example needs only a compiler and the build tools; the tool also needs
-# CLI11 and nlohmann-json; the Python module, Debian's python3 with its
+# CLI11, nlohmann-json and libcrypto (the names of OBJECT IDENTIFIERs); the Python module, Debian's python3 with its
 # headers and pybind11.
-"$repo/scripts/install-deps.sh" cmake ninja-build g++ libcli11-dev nlohmann-json3-dev python3 python3-dev pybind11-dev
+"$repo/scripts/install-deps.sh" cmake ninja-build g++ libcli11-dev nlohmann-json3-dev libssl-dev python3 python3-dev pybind11-dev
 
 generator=()
 if command -v ninja >/dev/null 2>&1; then

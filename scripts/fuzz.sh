@@ -28,7 +28,7 @@ if ! [[ $seconds =~ ^[0-9]+$ ]] || [[ $seconds -eq 0 ]]; then
 fi
 extra=("$@")
 
-all_targets=(fuzz_typed_decode fuzz_lcs_decode fuzz_untyped_decode fuzz_scanners fuzz_tool_json fuzz_tool_dump)
+all_targets=(fuzz_typed_decode fuzz_lcs_decode fuzz_untyped_decode fuzz_scanners fuzz_tool_json fuzz_tool_dump fuzz_tool_input)
 read -r -a targets <<< "${QBASN_FUZZ_TARGETS:-${all_targets[*]}}"
 max_len=${QBASN_FUZZ_MAX_LEN:-4096}
 build=build/fuzz

@@ -12,7 +12,7 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$repo"
 build=${1:-build/fuzz-replay}
 
-targets=(fuzz_typed_decode fuzz_lcs_decode fuzz_untyped_decode fuzz_scanners fuzz_tool_json fuzz_tool_dump)
+targets=(fuzz_typed_decode fuzz_lcs_decode fuzz_untyped_decode fuzz_scanners fuzz_tool_json fuzz_tool_dump fuzz_tool_input)
 
 if [[ ! -f "$build/CMakeCache.txt" ]]; then
     "$repo/scripts/install-deps.sh"

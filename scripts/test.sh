@@ -24,9 +24,10 @@ run_config() {
     local dir=$1
     shift
     echo "==== $dir: configure"
-    # The Python module and its tests are part of every CI build: a missing
-    # pybind11 or Python header fails the configure instead of dropping them.
-    cmake -S "$repo" -B "$repo/$dir" -G Ninja -DQBASN_WERROR=ON -DQBASN_REQUIRE_PYTHON=ON "$@"
+    # The Python module and the schema checks by libtasn1 and asn1c are part
+    # of every CI build: a missing pybind11, Python header or ASN.1 tool fails
+    # the configure instead of dropping their tests.
+    cmake -S "$repo" -B "$repo/$dir" -G Ninja -DQBASN_WERROR=ON -DQBASN_REQUIRE_PYTHON=ON -DQBASN_REQUIRE_SCHEMA_TOOLS=ON "$@"
     echo "==== $dir: build"
     cmake --build "$repo/$dir" -j "$jobs"
     echo "==== $dir: test"

@@ -279,6 +279,14 @@ def test_a_record_that_contains_itself_is_refused():
         qbasn.encode("namevalue", node)
 
 
+def test_dump_shows_nested_ber_unless_asked_not_to(tool):
+    message = bytes.fromhex("3007 0405 3003 020107")
+    assert qbasn.dump(message) == tool.run("dump", "--in", "raw", data=message).decode()
+    assert "encapsulates" in qbasn.dump(message)
+    assert qbasn.dump(message, nested=False) == tool.run("dump", "--in", "raw", "--no-nested", data=message).decode()
+    assert "encapsulates" not in qbasn.dump(message, nested=False)
+
+
 def test_dump_reports_the_first_malformed_frame():
     with pytest.raises(ValueError, match="offset 4"):
         qbasn.dump(bytes.fromhex("0402ACDC 3005 0201"))

@@ -27,124 +27,11 @@
 #include "qbasn/cxx.h"
 #include "support/hex.h"
 #include "support/record_random.h"
+#include "tool/tool_fixture.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using bytes = std::vector<unsigned char>;
-
-// ---- running the tool ----
-
-struct run_result {
-    int code = -1;  // exit status; negative: killed by that signal
-    std::string out;
-    std::string err;
-};
-
-std::string quote(const std::string& s) {
-    std::string q = "'";
-    for (char c : s) {
-        if (c == '\'')
-            q += "'\\''";
-        else
-            q += c;
-    }
-    return q + "'";
-}
-
-std::string read_file(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-bytes read_bytes(const fs::path& p) {
-    const std::string s = read_file(p);
-    return bytes(s.begin(), s.end());
-}
-
-void write_file(const fs::path& p, const std::string& text) {
-    std::ofstream out(p, std::ios::binary);
-    out << text;
-}
-
-void write_bytes(const fs::path& p, const bytes& b) {
-    std::ofstream out(p, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(b.data()), static_cast<std::streamsize>(b.size()));
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    std::string line;
-    while (std::getline(in, line)) lines.push_back(line);
-    return lines;
-}
-
-std::string hex_of(const bytes& b) {
-    std::string s;
-    char two[4];
-    for (unsigned char c : b) {
-        std::snprintf(two, sizeof two, "%02X", c);
-        s += two;
-    }
-    return s;
-}
-
-// Each test works in a directory of its own (tests may run in parallel).
-class ToolTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        std::string templ = (fs::temp_directory_path() / "qbasn-tool-test.XXXXXX").string();
-        ASSERT_NE(mkdtemp(templ.data()), nullptr);
-        dir_ = templ;
-    }
-    void TearDown() override {
-        std::error_code ec;
-        fs::remove_all(dir_, ec);
-    }
-
-    fs::path path(const std::string& name) const { return dir_ / name; }
-
-    // run: the tool with `args`, standard input from `input`, the variables
-    // in `env` ("NAME=value ...") set.
-    run_result run(const std::vector<std::string>& args, const std::string& input = "", const std::string& env = "") {
-        const fs::path in = path("stdin"), out = path("stdout"), err = path("stderr");
-        write_file(in, input);
-        std::string cmd = env.empty() ? std::string() : "env " + env + " ";
-        cmd += quote(QBASN_TOOL_PATH);
-        for (const std::string& a : args) cmd += " " + quote(a);
-        cmd += " <" + quote(in.string()) + " >" + quote(out.string()) + " 2>" + quote(err.string());
-        const int status = std::system(cmd.c_str());
-        run_result r;
-        if (status != -1 && WIFEXITED(status))
-            r.code = WEXITSTATUS(status);
-        else if (status != -1 && WIFSIGNALED(status))
-            r.code = -WTERMSIG(status);
-        r.out = read_file(out);
-        r.err = read_file(err);
-        return r;
-    }
-
-    fs::path dir_;
-};
-
-// A successful run prints nothing on standard error (no sanitizer report either).
-#define EXPECT_SUCCESS(r)                                                                            \
-    do {                                                                                             \
-        EXPECT_EQ((r).code, 0) << "stderr: " << (r).err;                                             \
-        EXPECT_EQ((r).err, "");                                                                      \
-    } while (0)
-
-// A failed run exits with `status` and prints exactly one line, "error: ...",
-// that contains `needle`.
-void expect_error(const run_result& r, int status, const std::string& needle) {
-    EXPECT_EQ(r.code, status) << "stderr: " << r.err;
-    const std::vector<std::string> lines = lines_of(r.err);
-    ASSERT_EQ(lines.size(), 1u) << "stderr: " << r.err;
-    EXPECT_EQ(lines[0].rfind("error: ", 0), 0u) << lines[0];
-    EXPECT_NE(lines[0].find(needle), std::string::npos) << "looked for '" << needle << "' in: " << lines[0];
-    EXPECT_EQ(r.err.back(), '\n');
-}
+using namespace qb_tool_test;
 
 // ---- samples built by the library ----
 
@@ -301,11 +188,24 @@ std::vector<std::string> names_of(const qb_record_info& info) {
 
 const std::regex kFrameLine(R"(^ *[0-9]+ +[0-9]+ .*(prim|cons) len=([0-9]+|indef).*$)");
 
-// frame_lines: the frame lines of a dump (every line after the envelope line).
+// A line of content shown below its frame: the offset, no depth, hex octets
+// (up to 16) and their preview.
+const std::regex kHexLine(R"(^ *[0-9]+     +([0-9A-F]{2} ?)+ *  \|.*\|$)");
+
+// frame_lines: the frame lines of a dump (every line after the envelope line
+// but the lines of hex below a frame).
 std::vector<std::string> frame_lines(const std::string& dump) {
     std::vector<std::string> lines = lines_of(dump);
     if (!lines.empty()) lines.erase(lines.begin());
+    std::erase_if(lines, [](const std::string& line) { return std::regex_match(line, kHexLine); });
     return lines;
+}
+
+// hex_lines: the lines of hex below the frames of a dump.
+size_t hex_lines(const std::string& dump) {
+    size_t n = 0;
+    for (const std::string& line : lines_of(dump)) n += std::regex_match(line, kHexLine) ? 1 : 0;
+    return n;
 }
 
 // ---- every record type, through JSON and back ----
@@ -451,7 +351,7 @@ TEST_F(ToolTest, dump_reads_any_ber_without_envelope) {
               "     4   2     INTEGER prim len=1  7\n"
               "     7   1   BOOLEAN prim len=1  TRUE\n"
               "    10   1   NULL prim len=0\n"
-              "    12   1   OBJECT IDENTIFIER prim len=3  1.2.840\n"
+              "    12   1   OBJECT IDENTIFIER prim len=3  1.2.840 (ISO US Member Body)\n"
               "    17   1   BIT STRING prim len=2  unused=4  F0\n"
               "    21   1   BMPString prim len=4  \"hi\"\n"
               "    27   1   [CONTEXT 128] prim len=1  AA  |.|\n"
@@ -900,6 +800,7 @@ TEST_F(ToolTest, large_messages_stream_through) {
     const run_result u = run({"dump", path("big.bin").string()});
     EXPECT_SUCCESS(u);
     EXPECT_EQ(frame_lines(u.out).size(), 4u);
+    EXPECT_EQ(hex_lines(u.out), big / 16);  // the octet string, 16 octets a line
 }
 
 }  // namespace

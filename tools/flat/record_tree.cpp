@@ -2,6 +2,7 @@
 // values through the reflection table.
 #include "tools/flat/record_tree.h"
 
+#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -441,7 +442,13 @@ std::string shape_of(const qb_field_info& f, const value_words& words) {
     return "?";
 }
 
-std::string asn1_type_of(const qb_field_info& f) {
+namespace {
+
+// type_of: the ASN.1 type of a field, with its nested and element records
+// named by `reference` and a slot array's CHOICE body given by `slot_choice`
+// (the per-record definition and the wire module differ only there).
+template <class Reference, class SlotChoice>
+std::string type_of(const qb_field_info& f, Reference reference, SlotChoice slot_choice) {
     switch (f.kind) {
         case qb_field_int:
         case qb_field_uint:
@@ -453,14 +460,75 @@ std::string asn1_type_of(const qb_field_info& f) {
         case qb_field_text_octets: return "OCTET STRING";
         case qb_field_fixed_octets: return "OCTET STRING (SIZE (" + std::to_string(f.size) + "))";
         case qb_field_record:
-        case qb_field_optional_record: return element_name(f, false);
+        case qb_field_optional_record: return reference(f);
         case qb_field_record_list:
-        case qb_field_record_ptr_list: return "SEQUENCE OF " + element_name(f, false);
+        case qb_field_record_ptr_list: return "SEQUENCE OF " + reference(f);
         case qb_field_text_list: return "SEQUENCE OF UTF8String";
         case qb_field_int_list: return "SEQUENCE OF INTEGER";
-        case qb_field_record_slots: return "SEQUENCE OF CHOICE { NULL, " + element_name(f, false) + " }";
+        case qb_field_record_slots: return "SEQUENCE OF CHOICE { " + slot_choice(f) + " }";
     }
     return "?";
+}
+
+// is_identifier_tail: the characters after the first of an ASN.1 identifier
+// or type reference: letters, digits and single hyphens, not ending in one.
+bool is_identifier_tail(std::string_view s) {
+    char previous = 'a';
+    for (const char c : s) {
+        const bool alnum = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        if (!alnum && !(c == '-' && previous != '-')) return false;
+        previous = c;
+    }
+    return previous != '-';
+}
+
+// module_name: `name` with its first letter in the wanted case and every '_'
+// turned into '-'; fails when the result is not a valid ASN.1 name.
+std::string module_name(const char* name, bool upper, const char* what) {
+    std::string s = name != nullptr ? name : "";
+    for (char& c : s)
+        if (c == '_') c = '-';
+    if (!s.empty()) {
+        const auto first = static_cast<unsigned char>(s[0]);
+        s[0] = static_cast<char>(upper ? std::toupper(first) : std::tolower(first));
+    }
+    const bool first_ok = !s.empty() && (upper ? (s[0] >= 'A' && s[0] <= 'Z') : (s[0] >= 'a' && s[0] <= 'z'));
+    if (!first_ok || !is_identifier_tail(std::string_view(s).substr(1)))
+        throw std::invalid_argument(std::string(what) + " '" + (name != nullptr ? name : "") +
+                                    "' does not map to a valid ASN.1 name ('" + s + "')");
+    return s;
+}
+
+}  // namespace
+
+std::string asn1_type_of(const qb_field_info& f) {
+    return type_of(
+        f, [](const qb_field_info& g) { return element_name(g, false); },
+        [](const qb_field_info& g) { return "NULL, " + element_name(g, false); });
+}
+
+std::string module_reference(const qb_record_info& info) { return module_name(info.name, true, "type name"); }
+
+std::string module_identifier(const char* name) { return module_name(name, false, "name"); }
+
+std::string slot_alternative(const qb_record_info& element) { return module_identifier(short_form(element.flat_name).c_str()); }
+
+std::string module_type_of(const qb_field_info& f) {
+    const auto element = [](const qb_field_info& g) -> const qb_record_info& {
+        const qb_record_info* e = element_of(g);
+        if (e == nullptr) throw std::invalid_argument(std::string("field '") + g.name + "' has no element record");
+        return *e;
+    };
+    return type_of(
+        f, [&](const qb_field_info& g) { return module_reference(element(g)); },
+        [&](const qb_field_info& g) {
+            const qb_record_info& e = element(g);
+            const std::string alternative = slot_alternative(e);
+            if (alternative == kEmptySlotAlternative)
+                throw std::invalid_argument(std::string("the used-slot alternative of field '") + g.name + "' would be named '" +
+                                            kEmptySlotAlternative + "' too");
+            return std::string(kEmptySlotAlternative) + " NULL, " + alternative + " " + module_reference(e);
+        });
 }
 
 std::string definition_of(const qb_record_info& info) {

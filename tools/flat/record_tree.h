@@ -179,6 +179,30 @@ std::string definition_of(const qb_record_info& info);
 // short_form: the flat name without "_s_t" or "_t".
 std::string short_form(const char* flat_name);
 
+// ---- the wire module (`qbasn schema`) ----
+// Names in the module are the table's names made into ASN.1 names; each
+// function fails with std::invalid_argument when the result would not be a
+// valid one (a name with "__", or ending in '_', say).
+
+// module_reference: a record's type reference: its type name with the first
+// letter upper-cased and every '_' turned into '-' ("kxprincipal_t" ->
+// "Kxprincipal-t").
+std::string module_reference(const qb_record_info& info);
+
+// module_identifier: a member identifier: the field name with the first
+// letter lower-cased and every '_' turned into '-' ("time_low" -> "time-low").
+std::string module_identifier(const char* name);
+
+// The CHOICE of a slot array has two alternatives: kEmptySlotAlternative
+// (NULL, an empty slot) and slot_alternative(element) for a used slot, the
+// element record's short form as an identifier ("kxaction").
+inline constexpr const char* kEmptySlotAlternative = "empty";
+std::string slot_alternative(const qb_record_info& element);
+
+// module_type_of: the field's type in the module: records by their module
+// references, slots as "SEQUENCE OF CHOICE { empty NULL, kxaction Kxaction-t }".
+std::string module_type_of(const qb_field_info& field);
+
 }  // namespace qbflat
 
 #endif

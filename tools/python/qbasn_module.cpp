@@ -9,7 +9,7 @@
 //   types() -> [(flat_name, type_name, short_form), ...]
 //   shape(type_name) -> {field: description}
 //   definition(type_name) -> str                                (the ASN.1 definition)
-//   dump(data, type_name=None, no_envelope=False) -> str
+//   dump(data, type_name=None, no_envelope=False, nested=True) -> str
 //   Error(Exception): .code, .text, .context                    (a library status)
 //   UnknownTypeError(KeyError, ValueError)                      (a type name the library lacks)
 //
@@ -508,9 +508,10 @@ private:
     FILE* stream_ = nullptr;
 };
 
-py::str dump(py::handle data, py::handle type_name, bool no_envelope) {
+py::str dump(py::handle data, py::handle type_name, bool no_envelope, bool nested) {
     qbtool::dump_options options;
     options.no_envelope = no_envelope;
+    options.nested = nested;
     if (!type_name.is_none()) options.type = &record_named(type_name);
     const input_bytes in(data, "data");
     memory_stream out;
@@ -590,6 +591,8 @@ PYBIND11_MODULE(qbasn, m) {
     m.def("shape", &shape, py::arg("type_name"), "shape(type_name) -> dict: each field, in wire order, with the kind of value it takes.");
     m.def("definition", &definition, py::arg("type_name"), "definition(type_name) -> str: the record's ASN.1 definition.");
     m.def("dump", &dump, py::arg("data"), py::arg("type_name") = py::none(), py::arg("no_envelope") = false,
-          "dump(data, type_name=None, no_envelope=False) -> str: the envelope and every BER frame of a message, one "
-          "line per frame, as `qbasn dump` prints them. Raises ValueError at the first malformed frame.");
+          py::arg("nested") = true,
+          "dump(data, type_name=None, no_envelope=False, nested=True) -> str: the envelope and every BER frame of a "
+          "message, one line per frame, as `qbasn dump` prints them (nested=False: --no-nested). Raises ValueError "
+          "at the first malformed frame.");
 }

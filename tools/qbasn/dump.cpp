@@ -7,9 +7,12 @@
 // Output goes out line by line as the frames are met.
 #include "tools/qbasn/dump.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include <openssl/objects.h>
 
 #include "tools/qbasn/common.h"
 #include "tools/qbasn/hex.h"
@@ -42,6 +45,15 @@ constexpr std::uint32_t kTagBmpString = 30;
 
 // Octets of an OCTET STRING shown as characters beside the hex.
 constexpr size_t kPreviewOctets = 32;
+
+// ANSI colours of the parts of a line (with dump_options::color).
+constexpr const char* kColorFrame = "\033[2m";      // offset, depth, form, length: dim
+constexpr const char* kColorTag = "\033[1;36m";     // universal tag names: bold cyan
+constexpr const char* kColorOtherTag = "\033[35m";  // other classes: magenta
+constexpr const char* kColorValue = "\033[33m";     // numbers, OIDs, hex: yellow
+constexpr const char* kColorText = "\033[32m";      // texts: green
+constexpr const char* kColorLabel = "\033[34m";     // record fields: blue
+constexpr const char* kColorReset = "\033[0m";
 
 // The envelope: header length, version, signature AC DC.
 constexpr size_t kEnvelopeSize = 4;
@@ -178,6 +190,36 @@ bool skip_frame(std::span<const unsigned char> b, size_t pos, size_t end, int de
     }
 }
 
+// well_formed: the frame at `pos` and every frame inside it read without a
+// fault; `after` is the offset after it. (skip_frame only steps over the
+// content of a definite length; the dump walks into it.)
+bool well_formed(std::span<const unsigned char> b, size_t pos, size_t end, int depth, size_t& after) {
+    if (depth > kMaxDumpDepth) return false;
+    header h;
+    std::string why;
+    if (!read_header(b, pos, end, depth > 0, h, why)) return false;
+    if (!h.constructed) {
+        after = h.content + h.length;
+        return true;
+    }
+    const size_t limit = h.definite ? h.content + h.length : end;
+    size_t p = h.content;
+    for (;;) {
+        if (h.definite && p >= limit) {
+            after = limit;
+            return true;
+        }
+        if (!h.definite) {
+            if (p >= limit) return false;
+            if (is_eoc(b, p, limit)) {
+                after = p + 2;
+                return true;
+            }
+        }
+        if (!well_formed(b, p, limit, depth + 1, p)) return false;
+    }
+}
+
 // ---- labels: which member of a record a frame carries ----
 
 struct child_key {
@@ -299,7 +341,8 @@ std::vector<label> member_labels(const qb_record_info& info, const std::string& 
 
 class walker {
 public:
-    walker(std::span<const unsigned char> bytes, FILE* out) : b_(bytes), out_(out) {}
+    walker(std::span<const unsigned char> bytes, const dump_options& options, FILE* out)
+        : b_(bytes), options_(options), out_(out) {}
 
     // frame: prints the frame at `pos` (before `end`) and everything inside
     // it; returns the offset after it.
@@ -308,8 +351,15 @@ public:
         header h;
         std::string why;
         if (!read_header(b_, pos, end, depth > 0, h, why)) fail(pos, why);
-        print_line(h, depth, here);
-        if (!h.constructed) return h.content + h.length;
+        if (!h.constructed) {
+            const size_t after = h.content + h.length;
+            const size_t inner = encapsulated(h, depth);
+            print_line(h, depth, here, inner != 0);
+            if (inner != 0)
+                for (size_t p = inner; p < after;) p = frame(p, after, depth + 1, label{});
+            return after;
+        }
+        print_line(h, depth, here, false);
 
         const size_t limit = h.definite ? h.content + h.length : end;
         std::vector<label> labels;
@@ -339,6 +389,33 @@ private:
     }
 
     static bool is_sequence(const header& h) { return h.cls == kUniversal && h.tag == kTagSequence && h.constructed; }
+
+    // encapsulated: where the BER inside a primitive OCTET STRING or BIT
+    // STRING (after its unused-bits octet, which must be 0) starts, when that
+    // BER is at least 3 octets of universal-class frames that end exactly
+    // with the content and nest no deeper than the walker goes; 0 otherwise
+    // (or when nested BER is not shown). Two octets that happen to parse as
+    // an empty frame (05 00, 04 00) stay hex.
+    size_t encapsulated(const header& h, int depth) const {
+        if (!options_.nested || h.cls != kUniversal || h.length == 0) return 0;
+        size_t start = h.content;
+        if (h.tag == kTagBitString) {
+            if (b_[h.content] != 0) return 0;
+            start = h.content + 1;
+        } else if (h.tag != kTagOctetString) {
+            return 0;
+        }
+        const size_t end = h.content + h.length;
+        if (end - start < 3) return 0;
+        for (size_t p = start; p < end;) {
+            if ((b_[p] >> 6) != kUniversal || b_[p] == 0) return 0;  // not universal, or end-of-contents
+            if (!well_formed(b_, p, end, depth + 1, p)) return 0;
+        }
+        return start;
+    }
+
+    const char* paint(const char* color) const { return options_.color ? color : ""; }
+    const char* reset() const { return options_.color ? kColorReset : ""; }
 
     // scan_children: the identifiers of the direct children of a constructed
     // frame, or false when they cannot be read (the walk reports why).
@@ -384,39 +461,55 @@ private:
     }
 
     void print_prefix(size_t offset, int depth) {
-        std::fprintf(out_, "%6zu %3d ", offset, depth);
+        std::fprintf(out_, "%s%6zu %3d%s ", paint(kColorFrame), offset, depth, reset());
+        indent(depth);
+    }
+
+    void indent(int depth) {
         for (int i = 0; i < depth; ++i) std::fputs("  ", out_);
     }
 
     void print_eoc(size_t offset, int depth) {
         print_prefix(offset, depth);
-        std::fputs("EOC prim len=0\n", out_);
+        std::fprintf(out_, "%sEOC%s%s prim len=0%s\n", paint(kColorTag), reset(), paint(kColorFrame), reset());
     }
 
-    void print_line(const header& h, int depth, const label& lab) {
+    // print_line: the frame's line; `encapsulates` when the BER inside its
+    // content follows as frames. Content too long for the line follows it.
+    void print_line(const header& h, int depth, const label& lab, bool encapsulates) {
         print_prefix(h.offset, depth);
         print_tag(h);
+        std::fputs(paint(kColorFrame), out_);
         std::fputs(h.constructed ? " cons" : " prim", out_);
         if (h.definite)
             std::fprintf(out_, " len=%u", h.length);
         else
             std::fputs(" len=indef", out_);
-        if (!h.constructed) print_content(h);
+        std::fputs(reset(), out_);
+        size_t below = 0;  // offset of content shown below the line
+        if (encapsulates) {
+            if (h.tag == kTagBitString) std::fputs("  unused=0", out_);
+            std::fputs(" encapsulates", out_);
+        } else if (!h.constructed) {
+            below = print_content(h);
+        }
         print_label(lab);
         std::fputc('\n', out_);
+        if (below != 0) print_wrapped(below, h.content + h.length, depth + 1);
     }
 
     void print_tag(const header& h) {
         static const char* const classes[] = {"UNIVERSAL", "APPLICATION", "CONTEXT", "PRIVATE"};
         const char* name = h.cls == kUniversal ? universal_name(h.tag) : nullptr;
         if (name != nullptr)
-            std::fputs(name, out_);
+            std::fprintf(out_, "%s%s%s", paint(kColorTag), name, reset());
         else
-            std::fprintf(out_, "[%s %u]", classes[h.cls], h.tag);
+            std::fprintf(out_, "%s[%s %u]%s", paint(kColorOtherTag), classes[h.cls], h.tag, reset());
     }
 
     void print_label(const label& lab) {
         if (lab.what == role::none) return;
+        std::fputs(paint(kColorLabel), out_);
         if (lab.what == role::record && lab.info != nullptr) {
             if (lab.path.empty())
                 std::fprintf(out_, "  (%s)", lab.info->flat_name);
@@ -425,16 +518,20 @@ private:
         } else {
             std::fprintf(out_, "  (%s)", lab.path.c_str());
         }
+        std::fputs(reset(), out_);
     }
 
-    void print_content(const header& h) {
+    // print_content: the content of a primitive frame on its line; returns
+    // the offset of octets to be shown below the line instead (more than
+    // kHexOnLine of them), or 0.
+    size_t print_content(const header& h) {
         const std::span<const unsigned char> c = b_.subspan(h.content, h.length);
         if (h.cls == kUniversal) {
             switch (h.tag) {
                 case kTagBoolean:
                     if (c.size() == 1) {
-                        std::fputs(c[0] != 0 ? "  TRUE" : "  FALSE", out_);
-                        return;
+                        std::fprintf(out_, "  %s%s%s", paint(kColorValue), c[0] != 0 ? "TRUE" : "FALSE", reset());
+                        return 0;
                     }
                     break;
                 case kTagInteger:
@@ -442,43 +539,70 @@ private:
                     if (!c.empty() && c.size() <= 8) {
                         std::int64_t v = (c[0] & 0x80) != 0 ? -1 : 0;  // sign from the first octet
                         for (unsigned char o : c) v = static_cast<std::int64_t>(static_cast<std::uint64_t>(v) << 8 | o);
-                        std::fprintf(out_, "  %lld", static_cast<long long>(v));
-                        return;
+                        std::fprintf(out_, "  %s%lld%s", paint(kColorValue), static_cast<long long>(v), reset());
+                        return 0;
                     }
                     break;
                 case kTagNull:
-                    if (c.empty()) return;
+                    if (c.empty()) return 0;
                     break;
                 case kTagOid:
                 case kTagRelativeOid:
-                    if (print_oid(c, h.tag == kTagOid)) return;
+                    if (print_oid(c, h.tag == kTagOid)) return 0;
                     break;
                 case kTagBitString:
                     if (!c.empty()) {
                         std::fprintf(out_, "  unused=%u", c[0]);
+                        if (c.size() - 1 > kHexOnLine) return h.content + 1;
                         if (c.size() > 1) {
-                            std::fputs("  ", out_);
+                            std::fprintf(out_, "  %s", paint(kColorValue));
                             print_hex(c.subspan(1));
+                            std::fputs(reset(), out_);
                         }
-                        return;
+                        return 0;
                     }
                     break;
                 case kTagBmpString:
                 case kTagUniversalString:
-                    if (print_wide_text(c, h.tag == kTagBmpString ? 2 : 4)) return;
+                    if (print_wide_text(c, h.tag == kTagBmpString ? 2 : 4)) return 0;
                     break;
                 default:
                     if (is_text_tag(h.tag)) {
-                        std::fputs("  ", out_);
+                        std::fprintf(out_, "  %s", paint(kColorText));
                         write_quoted(out_, c, SIZE_MAX);
-                        return;
+                        std::fputs(reset(), out_);
+                        return 0;
                     }
             }
         }
-        if (c.empty()) return;
+        if (c.empty()) return 0;
+        if (c.size() > kHexOnLine) return h.content;
         // OCTET STRING and everything else: the octets and a printable preview.
-        std::fputs("  ", out_);
+        std::fprintf(out_, "  %s", paint(kColorValue));
         print_hex(c);
+        std::fputs(reset(), out_);
+        print_preview(c);
+        return 0;
+    }
+
+    // print_wrapped: the octets from `from` to `to`, kHexOnLine a line, each
+    // line with the offset of its first octet, in the offset column.
+    void print_wrapped(size_t from, size_t to, int depth) {
+        for (size_t p = from; p < to; p += kHexOnLine) {
+            const std::span<const unsigned char> c = b_.subspan(p, std::min(kHexOnLine, to - p));
+            std::fprintf(out_, "%s%6zu    %s ", paint(kColorFrame), p, reset());
+            indent(depth);
+            std::fputs(paint(kColorValue), out_);
+            print_hex(c);
+            std::fputs(reset(), out_);
+            for (size_t i = c.size(); i < kHexOnLine; ++i) std::fputs("   ", out_);  // keeps the previews aligned
+            print_preview(c);
+            std::fputc('\n', out_);
+        }
+    }
+
+    // print_preview: "  |...|": printable ASCII as it is, other octets as '.'.
+    void print_preview(std::span<const unsigned char> c) {
         std::fputs("  |", out_);
         for (size_t i = 0; i < c.size() && i < kPreviewOctets; ++i)
             std::fputc(c[i] >= 0x20 && c[i] < 0x7F ? c[i] : '.', out_);
@@ -510,16 +634,31 @@ private:
             }
         }
         if (in_arc || arcs.empty()) return false;
-        std::fputs("  ", out_);
+        std::string dotted;
         if (absolute) {
             const std::uint64_t first = arcs[0] < 40 ? 0 : arcs[0] < 80 ? 1 : 2;
-            std::fprintf(out_, "%llu.%llu", static_cast<unsigned long long>(first),
-                         static_cast<unsigned long long>(arcs[0] - first * 40));
+            dotted = std::to_string(first) + "." + std::to_string(arcs[0] - first * 40);
         } else {
-            std::fprintf(out_, "%llu", static_cast<unsigned long long>(arcs[0]));
+            dotted = std::to_string(arcs[0]);
         }
-        for (size_t i = 1; i < arcs.size(); ++i) std::fprintf(out_, ".%llu", static_cast<unsigned long long>(arcs[i]));
+        for (size_t i = 1; i < arcs.size(); ++i) dotted += "." + std::to_string(arcs[i]);
+        std::fprintf(out_, "  %s%s%s", paint(kColorValue), dotted.c_str(), reset());
+        if (absolute) {
+            const std::string name = oid_name(dotted);
+            if (!name.empty()) std::fprintf(out_, " (%s)", name.c_str());
+        }
         return true;
+    }
+
+    // oid_name: the name the OpenSSL object database gives an OID (its long
+    // name), or "" for one it does not know.
+    static std::string oid_name(const std::string& dotted) {
+        ASN1_OBJECT* object = OBJ_txt2obj(dotted.c_str(), 1);  // 1: the dotted form only, never a name
+        if (object == nullptr) return std::string();
+        const int nid = OBJ_obj2nid(object);
+        ASN1_OBJECT_free(object);
+        const char* name = nid != NID_undef ? OBJ_nid2ln(nid) : nullptr;
+        return name != nullptr ? std::string(name) : std::string();
     }
 
     // print_wide_text: a BMPString (2 octets per character) or
@@ -548,12 +687,14 @@ private:
                 utf8.push_back(static_cast<unsigned char>(0x80 | (cp & 0x3F)));
             }
         }
-        std::fputs("  ", out_);
+        std::fprintf(out_, "  %s", paint(kColorText));
         write_quoted(out_, utf8, SIZE_MAX);
+        std::fputs(reset(), out_);
         return true;
     }
 
     std::span<const unsigned char> b_;
+    const dump_options& options_;
     FILE* out_;
 };
 
@@ -578,7 +719,7 @@ void dump_message(std::span<const unsigned char> bytes, const dump_options& opti
     } else {
         std::fputs("no envelope\n", out);
     }
-    walker w(bytes, out);
+    walker w(bytes, options, out);
     label root;
     if (options.type != nullptr) {
         root.what = role::record;

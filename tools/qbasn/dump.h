@@ -15,13 +15,28 @@ namespace qbtool {
 // nested deeper is refused.
 constexpr int kMaxDumpDepth = 256;
 
+// The most content octets shown in hex on a frame's own line; longer content
+// is shown below it, 16 octets a line, each line with its offset.
+constexpr size_t kHexOnLine = 16;
+
 struct dump_options {
     bool no_envelope = false;             // read BER from offset 0 even when AC DC is at offset 2
     const qb_record_info* type = nullptr; // label the first frame's members with this record's fields
+    bool nested = true;                   // show BER held in a BIT STRING or OCTET STRING as frames
+    bool color = false;                   // ANSI colours (the caller decides: a terminal, no NO_COLOR)
 };
 
 // dump_message: writes the envelope line, then one line per frame:
 //   offset depth <indent>tag form len=N|len=indef [content] [(label)]
+// Content: BOOLEAN, INTEGER and ENUMERATED values, OBJECT IDENTIFIERs dotted
+// with the name the OpenSSL object database gives them, texts quoted, other
+// octets in hex with a printable preview; more than kHexOnLine octets go on
+// lines of their own below the frame:
+//   offset      <indent>  XX XX ... XX  |preview|
+// A primitive OCTET STRING, or BIT STRING without unused bits, whose content
+// is wholly BER (3 octets or more of universal-class frames that end exactly
+// with the content) is marked "encapsulates" and its frames follow, one
+// level deeper, with their offsets in the input (unless `nested` is off).
 // Fails with input_error ("offset N: reason") at the first malformed frame,
 // after the lines of the frames before it have been written.
 void dump_message(std::span<const unsigned char> bytes, const dump_options& options, FILE* out);

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 
 #include "qbasn.h"
@@ -23,7 +25,9 @@
 #include "tools/qbasn/common.h"
 #include "tools/qbasn/dump.h"
 #include "tools/qbasn/hex.h"
+#include "tools/qbasn/input_format.h"
 #include "tools/qbasn/json_record.h"
+#include "tools/qbasn/schema.h"
 #include "tools/qbasn/text.h"
 #include "tools/qbasn/types.h"
 
@@ -43,14 +47,25 @@ struct settings {
     int envelope_version = -1;
     bool lcs = false;
     bool hex = false;
+    std::string in = "auto";
     bool no_envelope = false;
+    bool no_nested = false;
+    bool no_color = false;
     std::string code;
 };
 
-// load_message: the octets of the input, read as hex text with --hex.
+// load_message: the octets of the message in the input: raw bytes, hex
+// text, base64 or PEM, recognised or named by --in (--hex: --in hex).
 std::vector<unsigned char> load_message(const settings& s) {
-    std::vector<unsigned char> raw = read_input(s.file);
-    return s.hex ? parse_hex_text(raw) : raw;
+    const std::vector<unsigned char> raw = read_input(s.file);
+    std::optional<input_format> format = parse_input_format(s.in);
+    if (!format) input_error("--in " + s.in + ": not an input format (raw, hex, base64, pem or auto)");
+    if (s.hex) {
+        if (*format != input_format::automatic && *format != input_format::hex)
+            input_error("--hex and --in " + s.in + " contradict each other");
+        format = input_format::hex;
+    }
+    return message_octets(raw, *format);
 }
 
 // use_local_code_set: --lcs converts texts between UTF-8 and the code set of
@@ -72,12 +87,21 @@ void write_message(const settings& s, std::span<const unsigned char> bytes) {
 
 // ---- commands ----
 
+// use_color: colours only on a terminal, never with --no-color or a
+// non-empty NO_COLOR in the environment.
+bool use_color(const settings& s, FILE* out) {
+    const char* no_color = std::getenv("NO_COLOR");
+    return !s.no_color && (no_color == nullptr || no_color[0] == '\0') && isatty(fileno(out)) != 0;
+}
+
 int run_dump(const settings& s) {
     dump_options options;
     options.no_envelope = s.no_envelope;
+    options.nested = !s.no_nested;
     if (!s.type.empty()) options.type = &find_record(s.type);
     const std::vector<unsigned char> bytes = load_message(s);
     output out("-", false);
+    options.color = use_color(s, out.stream());
     dump_message(bytes, options, out.stream());
     out.finish();
     return kExitOk;
@@ -169,6 +193,13 @@ int run_encode(const settings& s) {
     return kExitOk;
 }
 
+int run_schema() {
+    output out("-", false);
+    write_schema(out.stream());
+    out.finish();
+    return kExitOk;
+}
+
 int run_types(const settings& s) {
     output out("-", false);
     if (s.type.empty())
@@ -208,6 +239,14 @@ int run_status(const settings& s) {
 
 // ---- command line ----
 
+void add_input_option(CLI::App& cmd, settings& s) {
+    cmd.add_option("--in", s.in,
+                   "how the message is written: raw (BER octets), hex (text), base64, pem, or auto "
+                   "(recognised from the input; the default)")
+        ->check(CLI::IsMember({"auto", "raw", "hex", "base64", "pem"}))
+        ->capture_default_str();
+}
+
 void add_record_options(CLI::App& cmd, settings& s) {
     CLI::Option* type = cmd.add_option("--type,-t", s.type,
                                        "record type: flat name (attrlist_s_t, uuid_t, remote_log_request), "
@@ -243,16 +282,24 @@ int run(int argc, char** argv) {
 
     CLI::App* dump = app.add_subcommand("dump", "show the envelope and every BER frame of a message, one line per frame");
     dump->add_option("file", s.file, "message file, or - for standard input")->capture_default_str();
-    dump->add_flag("--hex", s.hex, "the input is hex text (pairs of hex digits, white space, # comments)");
+    dump->add_flag("--hex", s.hex, "the input is hex text (pairs of hex digits, white space, # comments); --in hex");
+    add_input_option(*dump, s);
     dump->add_option("--type,-t", s.type, "label the members with this record's field names");
     dump->add_flag("--no-envelope", s.no_envelope, "read BER from offset 0 even when the octets look like an envelope");
+    dump->add_flag("--no-nested", s.no_nested,
+                   "show the content of a BIT STRING or OCTET STRING in hex even when it is BER itself");
+    dump->add_flag("--no-color", s.no_color, "no colours (they are used only on a terminal, and never with NO_COLOR set)");
     dump->footer(
         "Each line: offset, depth, tag (universal tags by name, others as [CLASS n]), prim or cons,\n"
-        "len=N or len=indef, the content of a primitive frame, and with --type the field it carries.");
+        "len=N or len=indef, the content of a primitive frame, and with --type the field it carries.\n"
+        "Content longer than 16 octets follows in hex, 16 octets a line with their offsets; OBJECT\n"
+        "IDENTIFIERs carry their names; BER inside a BIT STRING or OCTET STRING follows as frames\n"
+        "(\"encapsulates\"). The input may be raw octets, hex text, base64 or PEM (--in).");
 
     CLI::App* decode = app.add_subcommand("decode", "decode a message and print the record as JSON");
     decode->add_option("file", s.file, "message file, or - for standard input")->capture_default_str();
-    decode->add_flag("--hex", s.hex, "the input is hex text");
+    decode->add_flag("--hex", s.hex, "the input is hex text; --in hex");
+    add_input_option(*decode, s);
     add_record_options(*decode, s);
 
     CLI::App* encode = app.add_subcommand("encode", "build a message from a record given as JSON");
@@ -264,6 +311,8 @@ int run(int argc, char** argv) {
     CLI::App* types = app.add_subcommand("types", "list the record types, or show one's ASN.1 definition and JSON shape");
     types->add_option("name", s.type, "record type (flat name, type name or short form)");
 
+    app.add_subcommand("schema", "print every record type as one ASN.1 module, for the compilers of other languages");
+
     CLI::App* status = app.add_subcommand("status", "list the library's status codes and their meanings, or explain one");
     status->add_option("code", s.code, "status code: 0x10652198, decimal, or -1");
 
@@ -272,7 +321,7 @@ int run(int argc, char** argv) {
         bool known = false;
         for (const CLI::App* cmd : app.get_subcommands({})) known = known || cmd->get_name() == argv[1];
         if (!known)
-            input_error(std::string("unknown command '") + argv[1] + "' (commands: dump, decode, encode, types, status)");
+            input_error(std::string("unknown command '") + argv[1] + "' (commands: dump, decode, encode, types, schema, status)");
     }
 
     try {
@@ -292,6 +341,7 @@ int run(int argc, char** argv) {
     if (decode->parsed()) return run_decode(s);
     if (encode->parsed()) return run_encode(s);
     if (types->parsed()) return run_types(s);
+    if (app.got_subcommand("schema")) return run_schema();
     return run_status(s);
 }
 
