@@ -700,7 +700,7 @@ private:
 
 }  // namespace
 
-void dump_message(std::span<const unsigned char> bytes, const dump_options& options, FILE* out) {
+dump_summary dump_message(std::span<const unsigned char> bytes, const dump_options& options, FILE* out) {
     if (bytes.empty()) input_error("offset 0: the input is empty");
     size_t start = 0;
     if (!options.no_envelope && bytes.size() > kEnvelopeSize && bytes[2] == kSignature0 && bytes[3] == kSignature1 &&
@@ -729,6 +729,7 @@ void dump_message(std::span<const unsigned char> bytes, const dump_options& opti
         pos = w.frame(pos, bytes.size(), 0, root);
         root = label{};  // frames after the first are not labelled
     }
+    return dump_summary{};
 }
 
 }  // namespace qbtool

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <span>
+#include <string>
 
 #include "asn1/asnrecord.h"
 
@@ -24,6 +25,14 @@ struct dump_options {
     const qb_record_info* type = nullptr; // label the first frame's members with this record's fields
     bool nested = true;                   // show BER held in a BIT STRING or OCTET STRING as frames
     bool color = false;                   // ANSI colours (the caller decides: a terminal, no NO_COLOR)
+    bool der = false;                     // flag every departure from DER (--der)
+};
+
+// dump_summary: what the dump found besides the frames.
+struct dump_summary {
+    size_t errors = 0;          // content no valid BER has
+    size_t warnings = 0;        // valid BER a careful encoder would not write (and, with der, DER violations)
+    std::string first_problem;  // "offset N: ..." of the first error or warning, "" when none
 };
 
 // dump_message: writes the envelope line, then one line per frame:
@@ -39,7 +48,7 @@ struct dump_options {
 // level deeper, with their offsets in the input (unless `nested` is off).
 // Fails with input_error ("offset N: reason") at the first malformed frame,
 // after the lines of the frames before it have been written.
-void dump_message(std::span<const unsigned char> bytes, const dump_options& options, FILE* out);
+dump_summary dump_message(std::span<const unsigned char> bytes, const dump_options& options, FILE* out);
 
 }  // namespace qbtool
 

@@ -1,0 +1,4 @@
+// tests/tool/dump_checks_test.cpp - (being written)
+#include <gtest/gtest.h>
+
+#include "tool/tool_fixture.h"

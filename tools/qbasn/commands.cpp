@@ -1,0 +1,2 @@
+// tools/qbasn/commands.cpp - (being written) qbasn guess, diff and template.
+#include "tools/qbasn/commands.h"

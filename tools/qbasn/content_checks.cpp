@@ -1,0 +1,2 @@
+// tools/qbasn/content_checks.cpp - (being written) the dump's content checks.
+#include "tools/qbasn/dump.h"
