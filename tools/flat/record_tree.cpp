@@ -533,6 +533,9 @@ std::string module_type_of(const qb_field_info& f) {
 
 std::string definition_of(const qb_record_info& info) {
     std::string text = std::string(info.name) + " ::= SEQUENCE {\n";
+    // The records whose SEQUENCE starts with an INTEGER version (always 1)
+    // that no field holds show it as their first member, as it travels.
+    if (info.leading_version) text += std::string("    version INTEGER") + (info.field_count > 0 ? "," : "") + "\n";
     for (std::size_t i = 0; i < info.field_count; ++i) {
         const qb_field_info& f = info.fields[i];
         text += "    " + std::string(f.name) + " " + asn1_type_of(f) + (f.optional ? " OPTIONAL" : "") +

@@ -173,7 +173,8 @@ std::string shape_of(const qb_field_info& field, const value_words& words);
 // ("INTEGER", "SEQUENCE OF attr_t", "OCTET STRING (SIZE (16))").
 std::string asn1_type_of(const qb_field_info& field);
 
-// definition_of: the record's ASN.1 definition, "value_t ::= SEQUENCE {...}\n".
+// definition_of: the record's ASN.1 definition, "value_t ::= SEQUENCE {...}\n",
+// with the leading "version INTEGER" of the records that carry one.
 std::string definition_of(const qb_record_info& info);
 
 // short_form: the flat name without "_s_t" or "_t".

@@ -90,7 +90,7 @@ std::string type_name_of(PyObject* o) { return Py_TYPE(o)->tp_name; }
 // ---- arguments ----
 
 // record_named: the record a type name stands for (flat name, type name or
-// short form, as the tool accepts them).
+// short form, in any case, as the tool accepts them).
 const qb_record_info& record_named(py::handle name) {
     if (!PyUnicode_Check(name.ptr()))
         raise(PyExc_TypeError, "type_name: expected a str, got " + type_name_of(name.ptr()));
@@ -98,9 +98,12 @@ const qb_record_info& record_named(py::handle name) {
     const char* text = PyUnicode_AsUTF8AndSize(name.ptr(), &size);
     if (text == nullptr) throw py::error_already_set();
     const std::string wanted(text, static_cast<std::size_t>(size));
-    // A name with a zero character would be cut short by the C lookup.
-    const qb_record_info* info = wanted.find('\0') == std::string::npos ? qb_record_find(wanted.c_str()) : nullptr;
-    if (info == nullptr) raise(g_unknown_type, "unknown record type '" + wanted + "' (qbasn.types() lists them)");
+    const qb_record_info* info = qbtool::lookup_record(wanted);
+    if (info == nullptr) {
+        const std::string near = qbtool::suggest_record(wanted);
+        raise(g_unknown_type, "unknown record type '" + wanted + "' (" + (near.empty() ? std::string() : "did you mean " + near + "? ") +
+                                  "qbasn.types() lists them)");
+    }
     return *info;
 }
 

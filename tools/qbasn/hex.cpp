@@ -31,13 +31,39 @@ std::string shown(unsigned char c) {
 
 }  // namespace
 
+namespace {
+
+// xxd_offset: when the line starting at `i` is an xxd line ("00000010: 3082
+// 0123 ...  0..#"), the length of its offset and ": " to skip; else 0. An
+// offset is 7 or more hex digits, a colon and a space.
+size_t xxd_offset(std::span<const unsigned char> text, size_t i) {
+    size_t p = i;
+    while (p < text.size() && (text[p] == ' ' || text[p] == '\t')) ++p;
+    const size_t digits_start = p;
+    while (p < text.size() && digit_value(text[p]) >= 0) ++p;
+    if (p - digits_start < 7 || p + 1 >= text.size() || text[p] != ':' || text[p + 1] != ' ') return 0;
+    return p + 2 - i;
+}
+
+}  // namespace
+
 std::vector<unsigned char> parse_hex_text(std::span<const unsigned char> text) {
     std::vector<unsigned char> bytes;
     bytes.reserve(text.size() / 2);
     size_t line = 1, column = 0;
     int high = -1;  // the first digit of a pair, once seen
     size_t high_line = 0, high_column = 0;
+    bool xxd_line = false;  // in an xxd line, two spaces end the hex (its text column follows)
     for (size_t i = 0; i < text.size(); ++i) {
+        if (column == 0) {
+            const size_t skip = xxd_offset(text, i);
+            xxd_line = skip != 0;
+            if (skip != 0) {
+                i += skip - 1;
+                column = skip;
+                continue;
+            }
+        }
         const unsigned char c = text[i];
         ++column;
         if (c == '\n') {
@@ -45,10 +71,24 @@ std::vector<unsigned char> parse_hex_text(std::span<const unsigned char> text) {
             column = 0;
             continue;
         }
+        if (xxd_line && c == ' ' && i + 1 < text.size() && text[i + 1] == ' ' && high < 0) {
+            while (i + 1 < text.size() && text[i + 1] != '\n') ++i;  // the text column
+            continue;
+        }
         if (is_space(c)) continue;
         if (c == '#') {  // a comment runs to the end of the line
             while (i + 1 < text.size() && text[i + 1] != '\n') ++i;
             continue;
+        }
+        if (high < 0) {
+            // Between octets: ':' and ',' separate them ("30:0F", "0x30, 0x0F"),
+            // and "0x" may lead one.
+            if (c == ':' || c == ',') continue;
+            if (c == '0' && i + 1 < text.size() && (text[i + 1] == 'x' || text[i + 1] == 'X')) {
+                ++i;
+                ++column;
+                continue;
+            }
         }
         const int v = digit_value(c);
         if (v < 0)

@@ -13,7 +13,9 @@ namespace qbtool {
 
 // parse_hex_text: the octets of a hex listing as an operator writes or
 // copies it: pairs of hex digits (either case), whitespace anywhere, and
-// comments from '#' to the end of the line. Fails with input_error naming
+// comments from '#' to the end of the line; octets may be separated by ':'
+// or ',' and led by "0x" ("30:0F", "0x30, 0x0F"); xxd lines ("00000010:
+// 3082 0123 ...  0..#") are read without their offset and text column. Fails with input_error naming
 // the line and column of the first other character, or an odd digit count.
 std::vector<unsigned char> parse_hex_text(std::span<const unsigned char> text);
 

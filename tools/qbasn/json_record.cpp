@@ -108,7 +108,13 @@ public:
     bool boolean(bool v) { return add(ojson(v)) != nullptr; }
     bool number_integer(ojson::number_integer_t v) { return add(ojson(v)) != nullptr; }
     bool number_unsigned(ojson::number_unsigned_t v) { return add(ojson(v)) != nullptr; }
-    bool number_float(ojson::number_float_t v, const std::string&) { return add(ojson(v)) != nullptr; }
+    bool number_float(ojson::number_float_t v, const std::string& text) {
+        // An integer too large for 64 bits arrives here as a float; it is
+        // kept as its digits (in a binary value, which JSON text never
+        // yields) so it is reported as the integer out of range it is.
+        if (text.find_first_of(".eE") == std::string::npos) return add(ojson::binary(ojson::binary_t::container_type(text.begin(), text.end()))) != nullptr;
+        return add(ojson(v)) != nullptr;
+    }
     bool string(std::string& v) { return add(ojson(std::move(v))) != nullptr; }
     bool binary(ojson::binary_t&) { return add(ojson(nullptr)) != nullptr; }  // never produced by JSON text
     bool start_object(std::size_t) { return open(ojson::object()); }
@@ -220,6 +226,7 @@ public:
 
     value_kind kind(node n) const override {
         const ojson& j = of(n);
+        if (j.is_binary()) return value_kind::integer;  // an integer beyond 64 bits (see builder::number_float)
         if (j.is_null()) return value_kind::null;
         if (j.is_boolean()) return value_kind::boolean;
         if (j.is_number_float()) return value_kind::fractional;
@@ -232,7 +239,7 @@ public:
     std::string kind_name(node n) const override {
         const ojson& j = of(n);
         if (j.is_number_float()) return "a fractional number";
-        if (j.is_number()) return "a number";
+        if (j.is_number() || j.is_binary()) return "a number";
         if (j.is_null()) return "null";
         if (j.is_boolean()) return "a boolean";
         if (j.is_string()) return "a string";
@@ -245,6 +252,7 @@ public:
 
     std::optional<long long> integer(node n) const override {
         const ojson& j = of(n);
+        if (j.is_binary()) return std::nullopt;
         if (j.is_number_unsigned()) {
             const auto u = j.get<std::uint64_t>();
             if (u > static_cast<std::uint64_t>(std::numeric_limits<long long>::max())) return std::nullopt;
@@ -254,6 +262,7 @@ public:
     }
     std::string integer_text(node n) const override {
         const ojson& j = of(n);
+        if (j.is_binary()) return std::string(j.get_binary().begin(), j.get_binary().end());
         return j.is_number_unsigned() ? std::to_string(j.get<std::uint64_t>()) : std::to_string(j.get<std::int64_t>());
     }
     std::size_t list_size(node n) const override { return of(n).size(); }

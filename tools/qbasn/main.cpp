@@ -6,11 +6,13 @@
 // "error: 0x10652198 <meaning>"); 2 a usage error or input the tool cannot
 // use. Every failure prints exactly one "error: ..." line on standard error;
 // what the library prints there itself ("Exception: ...") is folded into it.
+#include <cctype>
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <new>
 #include <optional>
 #include <string>
@@ -110,13 +112,38 @@ int run_dump(const settings& s) {
 // call_library: runs `call`, which returns a library status, with what the
 // library prints on standard error kept aside; a nonzero status ends the
 // command with one error line that carries the library's words too.
+// `explain`, when given, adds what the tool can tell about a failure.
 template <class Call>
-void call_library(const std::string& context, Call call) {
+void call_library(const std::string& context, Call call, const std::function<std::string(unsigned int)>& explain = {}) {
     stderr_capture library;
     const unsigned int status = call();
     const std::string note = library.take();
-    if (status != 0) status_error(status, with_library_note(context, note));
+    if (status != 0) {
+        const std::string more = explain ? explain(status) : std::string();
+        status_error(status, with_library_note(more.empty() ? context : context + "; " + more, note));
+    }
     if (!note.empty()) std::fprintf(stderr, "%s\n", note.c_str());
+}
+
+// Status of a message without the envelope the entry point expects.
+constexpr unsigned int kNoEnvelope = 0x10652196;
+
+// envelope_note: what the message's first octets are, when the library found
+// no envelope of the version it expects: "the input is empty", "no envelope
+// (the message starts 30 0C 02 01, not 04 02 AC DC)", "an envelope of
+// version 3, not 2".
+std::string envelope_note(std::span<const unsigned char> bytes, int expected_version) {
+    if (bytes.empty()) return "the input is empty";
+    char expected[32];
+    std::snprintf(expected, sizeof expected, "04 %02X AC DC", static_cast<unsigned>(expected_version) & 0xFFu);
+    if (bytes.size() < 4 || bytes[2] != 0xAC || bytes[3] != 0xDC) {
+        std::string start;
+        for (size_t i = 0; i < bytes.size() && i < 4; ++i) start += (i != 0 ? " " : "") + hex_digits(bytes.subspan(i, 1));
+        return "no envelope (the message starts " + start + ", not " + expected + ")";
+    }
+    if (bytes[1] != (static_cast<unsigned>(expected_version) & 0xFFu))
+        return "an envelope of version " + std::to_string(bytes[1]) + ", not " + std::to_string(expected_version);
+    return "";
 }
 
 std::string untyped_context(const char* verb, unsigned object_type, const char* what) {
@@ -131,25 +158,30 @@ int run_decode(const settings& s) {
         const qb_record_info& info = find_record(s.type);
         if (s.lcs) use_local_code_set();
         std::optional<qbasn::result<qbasn::any_record>> r;
-        call_library(std::string("decoding ") + info.flat_name, [&] {
-            r.emplace(qbasn::decode_any(info, bytes, s.lcs));
-            return r->status();
-        });
+        call_library(
+            std::string("decoding ") + info.flat_name,
+            [&] {
+                r.emplace(qbasn::decode_any(info, bytes, s.lcs));
+                return r->status();
+            },
+            [&](unsigned int status) { return status == kNoEnvelope ? envelope_note(bytes, 2) : std::string(); });
         write_record_json(out.stream(), info, r->value().flat());
     } else if (s.object_type == kIntegerType) {
         int value = 0;
         qb_asn_buffer_t in = view_of(bytes);
-        call_library(untyped_context("decoding", kIntegerType, "a bare INTEGER"), [&] {
-            return static_cast<unsigned>(qbasn_decode_obj(s.envelope_version, in, kIntegerType, &value));
-        });
+        call_library(
+            untyped_context("decoding", kIntegerType, "a bare INTEGER"),
+            [&] { return static_cast<unsigned>(qbasn_decode_obj(s.envelope_version, in, kIntegerType, &value)); },
+            [&](unsigned int status) { return status == kNoEnvelope ? envelope_note(bytes, s.envelope_version) : std::string(); });
         std::fprintf(out.stream(), "%d\n", value);
     } else {
         const qb_record_info& info = untyped_record(s.object_type);
         qbasn::any_record record(info);  // released through the record's free function, whatever happens
         qb_asn_buffer_t in = view_of(bytes);
-        call_library(untyped_context("decoding", s.object_type, info.flat_name), [&] {
-            return static_cast<unsigned>(qbasn_decode_obj(s.envelope_version, in, s.object_type, record.flat()));
-        });
+        call_library(
+            untyped_context("decoding", s.object_type, info.flat_name),
+            [&] { return static_cast<unsigned>(qbasn_decode_obj(s.envelope_version, in, s.object_type, record.flat())); },
+            [&](unsigned int status) { return status == kNoEnvelope ? envelope_note(bytes, s.envelope_version) : std::string(); });
         write_record_json(out.stream(), info, record.flat());
     }
     out.finish();
@@ -210,14 +242,20 @@ int run_types(const settings& s) {
     return kExitOk;
 }
 
-// parse_code: a status code as decimal, 0x-hex, or -1.
+// parse_code: a status code as the library writes it: hexadecimal, with or
+// without 0x, with or without the brackets of its standard-error lines
+// ("[106521ab]"), in either case; or -1.
 unsigned int parse_code(const std::string& text) {
-    if (text == "-1") return 0xFFFFFFFFu;
+    std::string code = text;
+    if (code.size() >= 2 && code.front() == '[' && code.back() == ']') code = code.substr(1, code.size() - 2);
+    if (code == "-1") return 0xFFFFFFFFu;
+    if (code.size() > 2 && code[0] == '0' && (code[1] == 'x' || code[1] == 'X')) code = code.substr(2);
     char* end = nullptr;
     errno = 0;
-    const unsigned long long v = std::strtoull(text.c_str(), &end, 0);
-    if (text.empty() || text[0] == '-' || end == nullptr || *end != '\0' || errno != 0 || v > 0xFFFFFFFFull)
-        input_error("'" + text + "' is not a status code (write it as 0x10652198, in decimal, or -1)");
+    const unsigned long long v = std::strtoull(code.c_str(), &end, 16);
+    if (code.empty() || !std::isxdigit(static_cast<unsigned char>(code[0])) || end == nullptr || *end != '\0' || errno != 0 ||
+        v > 0xFFFFFFFFull)
+        input_error("'" + text + "' is not a status code (codes are hexadecimal: 10652198, 0x10652198, [10652198], or -1)");
     return static_cast<unsigned int>(v);
 }
 
@@ -273,12 +311,6 @@ int run(int argc, char** argv) {
     CLI::App app{"qbasn - look inside qbasn messages, turn them into JSON and back", "qbasn"};
     app.set_version_flag("--version", std::string("qbasn ") + QBASN_TOOL_VERSION);
     app.require_subcommand(1);
-    app.footer(
-        "Exit status: 0 success, 1 the library returned a status code, 2 usage error or unusable input.\n"
-        "Examples:\n"
-        "  qbasn dump --type attrlist examples/messages/attrlist_s_t.bin\n"
-        "  qbasn decode --type attrlist examples/messages/attrlist_s_t.bin > attrlist.json\n"
-        "  qbasn encode --type attrlist attrlist.json -o attrlist.bin");
 
     CLI::App* dump = app.add_subcommand("dump", "show the envelope and every BER frame of a message, one line per frame");
     dump->add_option("file", s.file, "message file, or - for standard input")->capture_default_str();
@@ -294,27 +326,57 @@ int run(int argc, char** argv) {
         "len=N or len=indef, the content of a primitive frame, and with --type the field it carries.\n"
         "Content longer than 16 octets follows in hex, 16 octets a line with their offsets; OBJECT\n"
         "IDENTIFIERs carry their names; BER inside a BIT STRING or OCTET STRING follows as frames\n"
-        "(\"encapsulates\"). The input may be raw octets, hex text, base64 or PEM (--in).");
+        "(\"encapsulates\"). The input may be raw octets, hex text, base64 or PEM (--in).\n"
+        "Examples:\n"
+        "  qbasn dump --type attrlist examples/messages/attrlist_s_t.bin\n"
+        "  qbasn dump certificate.pem");
 
     CLI::App* decode = app.add_subcommand("decode", "decode a message and print the record as JSON");
     decode->add_option("file", s.file, "message file, or - for standard input")->capture_default_str();
     decode->add_flag("--hex", s.hex, "the input is hex text; --in hex");
     add_input_option(*decode, s);
     add_record_options(*decode, s);
+    decode->footer(
+        "Examples:\n"
+        "  qbasn decode --type attrlist examples/messages/attrlist_s_t.bin > attrlist.json\n"
+        "  qbasn decode --object-type 260 --envelope-version 3 examples/messages/object_260_v3.bin");
 
     CLI::App* encode = app.add_subcommand("encode", "build a message from a record given as JSON");
     encode->add_option("json", s.file, "JSON file, or - for standard input")->capture_default_str();
     encode->add_option("-o,--output", s.out, "message file to write (default: standard output)");
     encode->add_flag("--hex", s.hex, "write hex text instead of binary octets");
     add_record_options(*encode, s);
+    encode->footer(
+        "Examples:\n"
+        "  qbasn encode --type attrlist attrlist.json -o attrlist.bin\n"
+        "  qbasn encode --type value --hex value.json");
 
     CLI::App* types = app.add_subcommand("types", "list the record types, or show one's ASN.1 definition and JSON shape");
-    types->add_option("name", s.type, "record type (flat name, type name or short form)");
+    types->add_option("name", s.type, "record type (flat name, type name or short form, in any case)");
+    types->footer(
+        "Without a name: one line per record type (flat name, type name, short form), under a header.\n"
+        "Examples:\n"
+        "  qbasn types\n"
+        "  qbasn types attrlist");
 
-    app.add_subcommand("schema", "print every record type as one ASN.1 module, for the compilers of other languages");
+    CLI::App* schema = app.add_subcommand("schema", "print every record type as one ASN.1 module, for the compilers of other languages");
+    schema->footer("Example:\n  qbasn schema > qbasn-wire.asn");
 
     CLI::App* status = app.add_subcommand("status", "list the library's status codes and their meanings, or explain one");
-    status->add_option("code", s.code, "status code: 0x10652198, decimal, or -1");
+    status->add_option("code", s.code, "status code, hexadecimal as the library writes it: 10652198, 0x10652198, [106521ab], or -1");
+    status->footer(
+        "Examples:\n"
+        "  qbasn status\n"
+        "  qbasn status 10652198\n"
+        "  qbasn status [106521ab]");
+
+    // Set last: a subcommand takes the footer its parent has when it is made.
+    app.footer(
+        "Exit status: 0 success, 1 the library returned a status code, 2 usage error or unusable input.\n"
+        "Examples:\n"
+        "  qbasn dump --type attrlist examples/messages/attrlist_s_t.bin\n"
+        "  qbasn decode --type attrlist examples/messages/attrlist_s_t.bin > attrlist.json\n"
+        "  qbasn encode --type attrlist attrlist.json -o attrlist.bin");
 
     // An unknown command would otherwise read as a missing one.
     if (argc > 1 && argv[1][0] != '-') {

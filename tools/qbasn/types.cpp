@@ -1,7 +1,12 @@
 // tools/qbasn/types.cpp - `qbasn types`.
 #include "tools/qbasn/types.h"
 
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "tools/flat/record_tree.h"
 #include "tools/qbasn/common.h"
@@ -47,9 +52,81 @@ std::string c_field(const qb_field_info& f) {
 
 }  // namespace
 
+namespace {
+
+std::string lower(std::string s) {
+    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
+// The three names a record answers to.
+std::vector<std::string> names_of(const qb_record_info& info) {
+    return {info.flat_name, info.name, qbflat::short_form(info.flat_name)};
+}
+
+// distance: the edit distance of two names (insertions, deletions,
+// substitutions), for suggestions.
+size_t distance(const std::string& a, const std::string& b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t up = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            diagonal = up;
+        }
+    }
+    return row[b.size()];
+}
+
+}  // namespace
+
+const qb_record_info* lookup_record(const std::string& name) {
+    if (name.find('\0') != std::string::npos) return nullptr;  // the C lookup would cut it short
+    if (const qb_record_info* exact = qb_record_find(name.c_str())) return exact;
+    // Names differ only in case nowhere in the table, so a name in another
+    // case names at most one record.
+    size_t n = 0;
+    const qb_record_info* const* records = qb_record_list(&n);
+    const std::string wanted = lower(name);
+    for (size_t i = 0; i < n; ++i)
+        for (const std::string& candidate : names_of(*records[i]))
+            if (lower(candidate) == wanted) return records[i];
+    return nullptr;
+}
+
+std::string suggest_record(const std::string& name) {
+    size_t n = 0;
+    const qb_record_info* const* records = qb_record_list(&n);
+    const std::string wanted = lower(name);
+    std::string best;
+    size_t best_distance = SIZE_MAX;
+    for (size_t i = 0; i < n; ++i) {
+        for (const std::string& candidate : names_of(*records[i])) {
+            const std::string c = lower(candidate);
+            // Close by spelling (at most a third of the name wrong), or the
+            // name is the start of a record's name.
+            size_t d = distance(wanted, c);
+            if (d * 3 > std::max(wanted.size(), c.size()) && c.rfind(wanted, 0) != 0) continue;
+            if (c.rfind(wanted, 0) == 0) d = std::min(d, c.size() - wanted.size());
+            if (d < best_distance) {
+                best_distance = d;
+                best = qbflat::short_form(records[i]->flat_name);
+            }
+        }
+    }
+    return best;
+}
+
 const qb_record_info& find_record(const std::string& name) {
-    const qb_record_info* info = qb_record_find(name.c_str());
-    if (info == nullptr) input_error("unknown record type '" + name + "' (qbasn types lists them)");
+    const qb_record_info* info = lookup_record(name);
+    if (info == nullptr) {
+        const std::string near = suggest_record(name);
+        input_error("unknown record type '" + name + "' (" + (near.empty() ? std::string() : "did you mean " + near + "? ") +
+                    "qbasn types lists them)");
+    }
     return *info;
 }
 
@@ -64,6 +141,7 @@ const qb_record_info& untyped_record(unsigned object_type) {
 void list_types(FILE* out) {
     size_t n = 0;
     const qb_record_info* const* records = qb_record_list(&n);
+    std::fprintf(out, "%-32s %-28s %s\n", "FLAT NAME", "TYPE NAME", "SHORT FORM");
     for (size_t i = 0; i < n; ++i)
         std::fprintf(out, "%-32s %-28s %s\n", records[i]->flat_name, records[i]->name, qbflat::short_form(records[i]->flat_name).c_str());
 }

@@ -19,11 +19,20 @@ constexpr unsigned kIntegerType = 262;      // a bare INTEGER (no record)
 // fails with input_error when the library does not describe it.
 const qb_record_info& untyped_record(unsigned object_type);
 
-// find_record: the record named `name` (flat name, type name or short form);
-// fails with input_error naming the unknown type.
+// lookup_record: the record named `name` (flat name, type name or short
+// form, in any case), or null.
+const qb_record_info* lookup_record(const std::string& name);
+
+// suggest_record: the short form of the record whose name is nearest to
+// `name` (a near miss in spelling, or the start of a name), or "".
+std::string suggest_record(const std::string& name);
+
+// find_record: lookup_record, or input_error naming the unknown type and the
+// nearest one ("did you mean attrlist?").
 const qb_record_info& find_record(const std::string& name);
 
-// list_types: one line per record: flat name, type name, short form.
+// list_types: a header line, then one line per record: flat name, type
+// name, short form.
 void list_types(FILE* out);
 
 // describe_type: the ASN.1 definition, the flat record and the JSON shape.
