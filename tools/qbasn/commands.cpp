@@ -498,7 +498,7 @@ private:
             case qb_field_record_list:
             case qb_field_record_ptr_list:
             case qb_field_record_slots:
-                // Slots: the first used; the JSON writer fills in the rest as null.
+                // Slots: the first used; the others stay empty (null in the JSON written).
                 text += '[';
                 if (room_for(e) && (f.kind != qb_field_record_slots || f.size > 0)) record(*e);
                 text += ']';

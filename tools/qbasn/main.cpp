@@ -24,6 +24,7 @@
 
 #include "qbasn.h"
 #include "qbasn/cxx.h"
+#include "tools/qbasn/commands.h"
 #include "tools/qbasn/common.h"
 #include "tools/qbasn/dump.h"
 #include "tools/qbasn/hex.h"
@@ -54,12 +55,13 @@ struct settings {
     bool no_nested = false;
     bool no_color = false;
     std::string code;
+    std::string second_file;  // diff: the second message
 };
 
 // load_message: the octets of the message in the input: raw bytes, hex
 // text, base64 or PEM, recognised or named by --in (--hex: --in hex).
-std::vector<unsigned char> load_message(const settings& s) {
-    const std::vector<unsigned char> raw = read_input(s.file);
+std::vector<unsigned char> load_message(const settings& s, const std::string& file) {
+    const std::vector<unsigned char> raw = read_input(file);
     std::optional<input_format> format = parse_input_format(s.in);
     if (!format) input_error("--in " + s.in + ": not an input format (raw, hex, base64, pem or auto)");
     if (s.hex) {
@@ -69,6 +71,8 @@ std::vector<unsigned char> load_message(const settings& s) {
     }
     return message_octets(raw, *format);
 }
+
+std::vector<unsigned char> load_message(const settings& s) { return load_message(s, s.file); }
 
 // use_local_code_set: --lcs converts texts between UTF-8 and the code set of
 // the caller's locale, which the tool takes from the environment.
@@ -225,6 +229,37 @@ int run_encode(const settings& s) {
     return kExitOk;
 }
 
+int run_guess(const settings& s) {
+    const std::vector<unsigned char> bytes = load_message(s);
+    output out("-", false);
+    guess_types(bytes, out.stream());
+    out.finish();
+    return kExitOk;
+}
+
+int run_diff(const settings& s) {
+    if (s.type.empty() && s.object_type == 0) input_error("diff needs --type NAME or --object-type 259|260|262");
+    if (s.file == "-" && s.second_file == "-") input_error("diff reads at most one of its two messages from standard input");
+    const std::vector<unsigned char> a = load_message(s, s.file);
+    const std::vector<unsigned char> b = load_message(s, s.second_file);
+    output out("-", false);
+    const int status = s.type.empty() ? diff_objects(s.object_type, s.envelope_version, a, b, s.file, s.second_file, out.stream())
+                                      : diff_messages(find_record(s.type), a, b, s.file, s.second_file, out.stream());
+    out.finish();
+    return status;
+}
+
+int run_template(const settings& s) {
+    if (s.type.empty() && s.object_type == 0) input_error("template needs a record type (or --object-type 259|260|262)");
+    output out("-", false);
+    if (s.type.empty())
+        write_object_template(out.stream(), s.object_type);
+    else
+        write_template(out.stream(), find_record(s.type));
+    out.finish();
+    return kExitOk;
+}
+
 int run_schema() {
     output out("-", false);
     write_schema(out.stream());
@@ -359,6 +394,56 @@ int run(int argc, char** argv) {
         "  qbasn types\n"
         "  qbasn types attrlist");
 
+    CLI::App* guess = app.add_subcommand("guess", "name the record types a message of unknown type decodes as, best first");
+    guess->add_option("file", s.file, "message file, or - for standard input")->capture_default_str();
+    guess->add_flag("--hex", s.hex, "the input is hex text; --in hex");
+    add_input_option(*guess, s);
+    guess->footer(
+        "Each line: a type (or object type and envelope version) under which the message decodes and\n"
+        "re-encodes to the same octets, how many of its frames the type's fields name, and how many\n"
+        "members it leaves empty or absent. Best first: more frames named, then fewer members empty;\n"
+        "types of the same structure tie and follow the library's order. Exit status 1 when no type\n"
+        "fits, 2 when the input is not a qbasn message.\n"
+        "Example:\n"
+        "  qbasn guess examples/messages/attrlist_s_t.bin");
+
+    CLI::App* diff = app.add_subcommand("diff", "compare two messages of one type field by field");
+    diff->add_option("a", s.file, "first message file (or - for standard input)")->required();
+    diff->add_option("b", s.second_file, "second message file (or - for standard input)")->required();
+    add_input_option(*diff, s);
+    {
+        CLI::Option* type = diff->add_option("--type,-t", s.type, "record type of both messages");
+        CLI::Option* object_type = diff->add_option("--object-type", s.object_type, "untyped entry point instead of --type: 259, 260 or 262")
+                                       ->check(CLI::IsMember({kCertRequestType, kUpdateListType, kIntegerType}));
+        CLI::Option* version = diff->add_option("--envelope-version", s.envelope_version, "envelope version of the untyped entry point, 0..255")
+                                   ->check(CLI::Range(0, 255));
+        type->excludes(object_type);
+        object_type->needs(version);
+        version->needs(object_type);
+    }
+    diff->footer(
+        "One line per difference, by path: attrs[1].values[0].text: \"blue\" -> \"green\"; list lengths as\n"
+        "attrs: 2 elements -> 3 elements, then each element of one side only; an optional member missing\n"
+        "on one side shows as null. Elements are compared by position. Exit status 0 equal (\"no\n"
+        "differences\"), 1 they differ or a message does not decode (with an error line), 2 usage error.\n"
+        "Examples:\n"
+        "  qbasn diff --type attrlist old.bin new.bin\n"
+        "  qbasn diff --object-type 260 --envelope-version 3 a.bin b.bin");
+
+    CLI::App* templ = app.add_subcommand("template", "print a complete JSON record of a type, every field filled, to edit and encode");
+    {
+        CLI::Option* type = templ->add_option("type", s.type, "record type (flat name, type name or short form)");
+        CLI::Option* object_type = templ->add_option("--object-type", s.object_type, "the record of an untyped entry point: 259, 260 or 262")
+                                       ->check(CLI::IsMember({kCertRequestType, kUpdateListType, kIntegerType}));
+        type->excludes(object_type);
+    }
+    templ->footer(
+        "Texts \"<field name>\", integers 0, octets 00, one element in each list, optional members present,\n"
+        "the first slot of a slot array used; a record that holds itself is nested one level.\n"
+        "Examples:\n"
+        "  qbasn template attrlist > attrlist.json\n"
+        "  qbasn template --object-type 259 > request.json");
+
     CLI::App* schema = app.add_subcommand("schema", "print every record type as one ASN.1 module, for the compilers of other languages");
     schema->footer("Example:\n  qbasn schema > qbasn-wire.asn");
 
@@ -383,7 +468,7 @@ int run(int argc, char** argv) {
         bool known = false;
         for (const CLI::App* cmd : app.get_subcommands({})) known = known || cmd->get_name() == argv[1];
         if (!known)
-            input_error(std::string("unknown command '") + argv[1] + "' (commands: dump, decode, encode, types, schema, status)");
+            input_error(std::string("unknown command '") + argv[1] + "' (commands: dump, decode, encode, guess, diff, template, types, schema, status)");
     }
 
     try {
@@ -403,6 +488,9 @@ int run(int argc, char** argv) {
     if (decode->parsed()) return run_decode(s);
     if (encode->parsed()) return run_encode(s);
     if (types->parsed()) return run_types(s);
+    if (guess->parsed()) return run_guess(s);
+    if (diff->parsed()) return run_diff(s);
+    if (templ->parsed()) return run_template(s);
     if (app.got_subcommand("schema")) return run_schema();
     return run_status(s);
 }
