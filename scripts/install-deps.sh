@@ -5,7 +5,8 @@
 # (CLI11, nlohmann-json) and the Python module (Python 3's headers, pybind11,
 # and for its tests and benchmark pytest and pyasn1, all for Debian's
 # /usr/bin/python3) and the checks of `qbasn schema`'s module by other ASN.1
-# tools (libtasn1-bin, asn1c) need, which includes the two locales the
+# tools (libtasn1-bin, asn1c) and the coverage report (gcovr,
+# scripts/coverage.sh) need, which includes the two locales the
 # text-field tests switch between (en_US.ISO-8859-1 and en_US.UTF-8); they are
 # generated when `locale -a` does not list them.
 set -euo pipefail
@@ -15,7 +16,7 @@ if [[ $# -gt 0 ]]; then
     packages=("$@")
 else
     packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev pkg-config locales libcli11-dev nlohmann-json3-dev libssl-dev openssl
-              python3 python3-dev pybind11-dev python3-pytest python3-pyasn1 libtasn1-bin asn1c)
+              python3 python3-dev pybind11-dev python3-pytest python3-pyasn1 libtasn1-bin asn1c gcovr)
     all_deps=1
 fi
 

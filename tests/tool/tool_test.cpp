@@ -587,7 +587,7 @@ TEST_F(ToolTest, a_message_decoded_as_the_wrong_type_is_refused) {
     // value_s_t {5, "a", 01} read as a uuid_t: the second member is no INTEGER.
     write_bytes(path("m.bin"), hex("04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01"));
     expect_error(run({"decode", "--type", "uuid_t", path("m.bin").string()}), 1,
-                 "error: 0x106521A4 identifier does not match the expected tag and class (decoding uuid_t)");
+                 "error: 0x106521A4 identifier does not match the expected tag and class (decoding uuid_t; offset 9, time_mid: expected INTEGER, found UTF8String)");
     expect_error(run({"decode", "--type", "nosuch", path("m.bin").string()}), 2, "unknown record type 'nosuch'");
     expect_error(run({"dump", "--type", "nosuch", path("m.bin").string()}), 2, "unknown record type 'nosuch'");
 }

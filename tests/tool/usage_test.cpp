@@ -122,6 +122,24 @@ TEST_F(UsageTest, hex_in_the_layouts_people_paste) {
     expect_error(run({"decode", "--type", "value", "--hex"}, "04:02:A:CDC"), 2, "hex input, line 1, column 8: ':' is not a hex digit");
 }
 
+TEST_F(UsageTest, octets_after_the_message_are_a_warning_or_with_strict_an_error) {
+    const std::string joined = kValueMessage + " " + kValueMessage;  // two messages joined
+    const run_result r = run({"decode", "--type", "value", "--hex"}, joined);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.out, kValueJson);
+    EXPECT_EQ(r.err, "warning: 15 octets after the message (from offset 15), which the library ignores; --strict refuses them\n");
+    expect_error(run({"decode", "--type", "value", "--hex", "--strict"}, kValueMessage + " 00"), 2,
+                 "1 octet after the message (from offset 15) (--strict)");
+    // Exactly one message: no word.
+    const run_result one = run({"decode", "--type", "value", "--hex", "--strict"}, kValueMessage);
+    EXPECT_SUCCESS(one);
+    // The untyped path too.
+    const run_result u = run({"decode", "--object-type", "262", "--envelope-version", "7", "--hex"}, "04 07 AC DC 02 01 05 30 00");
+    EXPECT_EQ(u.code, 0);
+    EXPECT_EQ(u.out, "5\n");
+    EXPECT_EQ(u.err, "warning: 2 octets after the message (from offset 7), which the library ignores; --strict refuses them\n");
+}
+
 TEST_F(UsageTest, help_texts_speak_of_their_own_command) {
     const struct {
         const char* command;

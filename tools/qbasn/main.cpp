@@ -54,6 +54,8 @@ struct settings {
     bool no_envelope = false;
     bool no_nested = false;
     bool no_color = false;
+    bool der = false;
+    bool strict = false;
     std::string code;
     std::string second_file;  // diff: the second message
 };
@@ -104,6 +106,8 @@ int run_dump(const settings& s) {
     dump_options options;
     options.no_envelope = s.no_envelope;
     options.nested = !s.no_nested;
+    options.der = s.der;
+    options.object_type = s.object_type;
     if (!s.type.empty()) options.type = &find_record(s.type);
     const std::vector<unsigned char> bytes = load_message(s);
     output out("-", false);
@@ -127,6 +131,16 @@ void call_library(const std::string& context, Call call, const std::function<std
         status_error(status, with_library_note(more.empty() ? context : context + "; " + more, note));
     }
     if (!note.empty()) std::fprintf(stderr, "%s\n", note.c_str());
+}
+
+// trailing_octets: the library reads a message's record and ignores what
+// follows it (a second message joined on, padding); decode says so. Returns
+// "N octets after the message (from offset M)", or "" when nothing follows.
+std::string trailing_octets(std::span<const unsigned char> bytes) {
+    const std::optional<size_t> end = message_end(bytes);
+    if (!end || *end >= bytes.size()) return "";
+    const size_t n = bytes.size() - *end;
+    return std::to_string(n) + " octet" + (n == 1 ? "" : "s") + " after the message (from offset " + std::to_string(*end) + ")";
 }
 
 // Status of a message without the envelope the entry point expects.
@@ -157,6 +171,16 @@ std::string untyped_context(const char* verb, unsigned object_type, const char* 
 int run_decode(const settings& s) {
     if (s.type.empty() && s.object_type == 0) input_error("decode needs --type NAME or --object-type 259|260|262");
     std::vector<unsigned char> bytes = load_message(s);
+    if (s.der) {
+        dump_options check;
+        check.der = true;
+        const dump_summary found = check_message(bytes, check);
+        if (found.errors == 0 && found.not_der > 0) input_error("not DER: " + found.first_not_der);
+    }
+    // Octets after the message: an error with --strict, else a warning once
+    // the message has decoded.
+    const std::string trailing = trailing_octets(bytes);
+    if (s.strict && !trailing.empty()) input_error(trailing + " (--strict)");
     output out("-", false);
     if (!s.type.empty()) {
         const qb_record_info& info = find_record(s.type);
@@ -168,7 +192,7 @@ int run_decode(const settings& s) {
                 r.emplace(qbasn::decode_any(info, bytes, s.lcs));
                 return r->status();
             },
-            [&](unsigned int status) { return status == kNoEnvelope ? envelope_note(bytes, 2) : std::string(); });
+            [&](unsigned int status) { return status == kNoEnvelope ? envelope_note(bytes, 2) : locate_mismatch(bytes, info).value_or(""); });
         write_record_json(out.stream(), info, r->value().flat());
     } else if (s.object_type == kIntegerType) {
         int value = 0;
@@ -185,9 +209,12 @@ int run_decode(const settings& s) {
         call_library(
             untyped_context("decoding", s.object_type, info.flat_name),
             [&] { return static_cast<unsigned>(qbasn_decode_obj(s.envelope_version, in, s.object_type, record.flat())); },
-            [&](unsigned int status) { return status == kNoEnvelope ? envelope_note(bytes, s.envelope_version) : std::string(); });
+            [&](unsigned int status) {
+                return status == kNoEnvelope ? envelope_note(bytes, s.envelope_version) : locate_mismatch(bytes, info).value_or("");
+            });
         write_record_json(out.stream(), info, record.flat());
     }
+    if (!trailing.empty()) std::fprintf(stderr, "warning: %s, which the library ignores; --strict refuses them\n", trailing.c_str());
     out.finish();
     return kExitOk;
 }
@@ -356,12 +383,25 @@ int run(int argc, char** argv) {
     dump->add_flag("--no-nested", s.no_nested,
                    "show the content of a BIT STRING or OCTET STRING in hex even when it is BER itself");
     dump->add_flag("--no-color", s.no_color, "no colours (they are used only on a terminal, and never with NO_COLOR set)");
+    dump->add_flag("--der", s.der, "also flag every departure from DER, as warnings (\"not DER: ...\")");
+    {
+        CLI::Option* object_type = dump->add_option("--object-type", s.object_type,
+                                                    "label the members as the untyped entry point's object type: 259 cert_request_in, "
+                                                    "260 kxobj_update_list_s_t, 262 a bare INTEGER")
+                                       ->check(CLI::IsMember({kCertRequestType, kUpdateListType, kIntegerType}));
+        dump->get_option("--type")->excludes(object_type);
+    }
     dump->footer(
         "Each line: offset, depth, tag (universal tags by name, others as [CLASS n]), prim or cons,\n"
         "len=N or len=indef, the content of a primitive frame, and with --type the field it carries.\n"
         "Content longer than 16 octets follows in hex, 16 octets a line with their offsets; OBJECT\n"
         "IDENTIFIERs carry their names; BER inside a BIT STRING or OCTET STRING follows as frames\n"
         "(\"encapsulates\"). The input may be raw octets, hex text, base64 or PEM (--in).\n"
+        "What X.690 finds wrong follows the frame it is about, on a line of its own: \"error: offset N:\n"
+        "...\" (no valid BER has it), \"warning: offset N: ...\" (a form careful encoders avoid; with\n"
+        "--type, members that do not fit the record; with --der, \"not DER: ...\"). A malformed message\n"
+        "is shown as far as it goes; a last line counts the errors and warnings. Exit status 2 when\n"
+        "there was an error (the first is also the error line on standard error), 0 otherwise.\n"
         "Examples:\n"
         "  qbasn dump --type attrlist examples/messages/attrlist_s_t.bin\n"
         "  qbasn dump certificate.pem");
@@ -371,6 +411,8 @@ int run(int argc, char** argv) {
     decode->add_flag("--hex", s.hex, "the input is hex text; --in hex");
     add_input_option(*decode, s);
     add_record_options(*decode, s);
+    decode->add_flag("--der", s.der, "refuse a message that is BER but not DER, naming its first departure from DER");
+    decode->add_flag("--strict", s.strict, "octets after the message are an error, not a warning");
     decode->footer(
         "Examples:\n"
         "  qbasn decode --type attrlist examples/messages/attrlist_s_t.bin > attrlist.json\n"
