@@ -7,8 +7,10 @@
 // block of exactly its size. The walker either writes its lines or throws the
 // tool's input error (tool_error with exit code 2) at the first malformed
 // frame; nothing else may escape, nothing outside the message may be read.
-// The lines go to /dev/null.
+// The lines go to /dev/null. The silent walks behind decode --der, the
+// decode's failure note and its trailing-octet check run on the same input.
 #include <cstdio>
+#include <optional>
 
 #include "asn1/asnrecord.h"
 #include "shim.h"
@@ -36,9 +38,20 @@ void fuzz_one(std::span<const unsigned char> input) {
     const unsigned int label = input[0] >> 1;
     if (label != 0) options.type = records[(label - 1) % count];
     qb_fuzz::heap_copy message(input.subspan(1));
+    const std::span<const unsigned char> bytes(message.data(), message.size());
     try {
-        qbtool::dump_message(std::span<const unsigned char>(message.data(), message.size()), options, sink());
+        qbtool::dump_message(bytes, options, sink());
     } catch (const qbtool::tool_error& e) {
         FUZZ_CHECK(e.exit_code() == qbtool::kExitInput);
     }
+    // The silent walks decode uses: the DER check, where a message stops
+    // matching a record, where the record ends. They never throw.
+    qbtool::dump_options der;
+    der.der = true;
+    der.no_envelope = options.no_envelope;
+    const qbtool::dump_summary found = qbtool::check_message(bytes, der);
+    FUZZ_CHECK(found.not_der <= found.warnings);
+    if (options.type != nullptr) static_cast<void>(qbtool::locate_mismatch(bytes, *options.type));
+    const std::optional<std::size_t> end = qbtool::message_end(bytes);
+    FUZZ_CHECK(!end || *end <= bytes.size());
 }
