@@ -83,18 +83,18 @@ def pyasn1_schema(qbasn, type_name):
             if optional:
                 raise NotImplementedError("OPTIONAL members are not needed for M2")
             if asn1 == "INTEGER":
-                spec, kind, element = univ.Integer(), "int", None
+                component, kind, element = univ.Integer(), "int", None
             elif asn1 == "UTF8String":
-                spec, kind, element = char.UTF8String(), "text", None
+                component, kind, element = char.UTF8String(), "text", None
             elif asn1 == "OCTET STRING":
-                spec, kind, element = univ.OctetString(), "bytes", None
+                component, kind, element = univ.OctetString(), "bytes", None
             elif asn1.startswith("SEQUENCE OF "):
                 element = asn1[len("SEQUENCE OF "):]
-                spec, kind = univ.SequenceOf(componentType=make(element)()), "list"
+                component, kind = univ.SequenceOf(componentType=make(element)()), "list"
             else:
                 element = asn1
-                spec, kind = make(element)(), "record"
-            components.append(namedtype.NamedType(field, spec))
+                component, kind = make(element)(), "record"
+            components.append(namedtype.NamedType(field, component))
             fields.append((field, kind, element))
         cls = type(name, (univ.Sequence,), {"componentType": namedtype.NamedTypes(*components)})
         made[name] = (cls, fields)
