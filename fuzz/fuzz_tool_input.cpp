@@ -16,16 +16,6 @@
 #include "tools/qbasn/dump.h"
 #include "tools/qbasn/input_format.h"
 
-namespace {
-
-FILE* sink() {
-    static FILE* out = std::fopen("/dev/null", "w");
-    FUZZ_CHECK(out != nullptr);
-    return out;
-}
-
-}  // namespace
-
 void fuzz_one(std::span<const unsigned char> input) {
     if (input.empty()) return;
     const auto format = static_cast<qbtool::input_format>(input[0] % 5);
@@ -42,7 +32,7 @@ void fuzz_one(std::span<const unsigned char> input) {
     qbtool::dump_options options;
     options.color = true;
     try {
-        qbtool::dump_message(message, options, sink());
+        qbtool::dump_message(message, options, qb_fuzz::null_sink());
     } catch (const qbtool::tool_error& e) {
         FUZZ_CHECK(e.exit_code() == qbtool::kExitInput);
     }

@@ -12,6 +12,12 @@ void fail(const char* file, int line, const char* what) {
     std::abort();
 }
 
+std::FILE* null_sink() {
+    static std::FILE* out = std::fopen("/dev/null", "w");
+    if (out == nullptr) fail(__FILE__, __LINE__, "cannot open /dev/null");
+    return out;
+}
+
 heap_copy::heap_copy(std::span<const unsigned char> bytes)
     : data_(new unsigned char[bytes.size()]), size_(static_cast<unsigned int>(bytes.size())) {
     if (!bytes.empty()) std::memcpy(data_, bytes.data(), bytes.size());

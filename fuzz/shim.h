@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <cstdio>
 #include <span>
 
 namespace qb_fuzz {
@@ -28,6 +29,10 @@ constexpr std::size_t kMaxInput = 1 << 16;
 // heap_copy: an exact-size malloc'ed copy of some octets, so AddressSanitizer
 // reports any access just past them (new[] of 0 octets still yields a
 // distinct block, so even an empty copy has a valid, unreadable address).
+// null_sink: /dev/null, opened once and kept for the life of the program,
+// for what a target writes but does not check.
+std::FILE* null_sink();
+
 class heap_copy {
 public:
     explicit heap_copy(std::span<const unsigned char> bytes);
