@@ -15,13 +15,14 @@
 
 #include "asn1/asn1.h"
 #include "support/failing_malloc.h"
+#include "support/frames.h"
 #include "support/hex.h"
+#include "support/scanners.h"
 
 namespace {
 
-using bytes_t = std::vector<unsigned char>;
-
-constexpr unsigned int kUntouched = 0xA5A5A5A5U;
+using qb_test::byte_reader, qb_test::bytes_t, qb_test::kUntouched, qb_test::marked_block, qb_test::scan_input,
+      qb_test::scan_integer_bytes;
 
 // Calls through a volatile pointer, so the compiler cannot fold or drop a
 // malloc the test makes itself.
@@ -86,133 +87,67 @@ TEST(FailingMalloc, ReachesTheLibrary) {
 
 // ---- allocation failure of each scanner ----
 
-enum class ByteReader { direct_big, direct_little, big_endian, little_endian };
-
-unsigned int read_bytes(ByteReader r, unsigned char** p, unsigned int* rem, unsigned int len,
-                        unsigned char** bytes, unsigned int* count) {
-    switch (r) {
-        case ByteReader::direct_big: return qbAsnGetIntegerValue(p, rem, len, bytes, count, 0);
-        case ByteReader::direct_little: return qbAsnGetIntegerValue(p, rem, len, bytes, count, 1);
-        case ByteReader::big_endian: return qbAsnGetLongIntegerValueBigEndian(p, rem, len, bytes, count);
-        case ByteReader::little_endian:
-            return qbAsnGetLongIntegerValueLittleEndian(p, rem, len, bytes, count);
+// scan_out_of_memory: runs `scan` over `in` with the first allocation
+// failing; it must report 0x10652065 and leave the cursor and the count.
+template <class Scan>
+void scan_out_of_memory(scan_input& in, Scan scan) {
+    unsigned int status = 0;
+    {
+        qb_test::fail_after guard(0);
+        status = scan();
     }
-    return 0xFFFFFFFFU;
+    EXPECT_EQ(status, 0x10652065U);
+    EXPECT_TRUE(in.moved(0));
 }
 
 TEST(ScannersOutOfMemory, IntegerBytes) {
-    for (const ByteReader r : {ByteReader::direct_big, ByteReader::direct_little,
-                               ByteReader::big_endian, ByteReader::little_endian}) {
-        SCOPED_TRACE(static_cast<int>(r));
-        bytes_t in = hex("01 02 03");
-        unsigned char* cur = in.data();
-        unsigned int rem = 3;
-        unsigned char marker = 0;
-        unsigned char* bytes = &marker;
-        unsigned int count = kUntouched;
-        unsigned int status = 0;
-        {
-            qb_test::fail_after guard(0);
-            status = read_bytes(r, &cur, &rem, 3, &bytes, &count);
-        }
-        EXPECT_EQ(status, 0x10652065U);
-        EXPECT_EQ(bytes, &marker);
-        EXPECT_EQ(count, kUntouched);
-        EXPECT_EQ(cur, in.data());
-        EXPECT_EQ(rem, 3U);
+    for (const byte_reader r : qb_test::kByteReaders) {
+        SCOPED_TRACE(qb_test::reader_name(r));
+        scan_input in("01 02 03");
+        marked_block out;
+        scan_out_of_memory(in, [&] { return scan_integer_bytes(r, &in.cur, &in.rem, 3, &out.p, &out.n); });
+        EXPECT_TRUE(out.untouched());
     }
 }
 
 TEST(ScannersOutOfMemory, BitStringStoresNullResult) {
-    bytes_t in = hex("03 FF");
-    unsigned char* cur = in.data();
-    unsigned int rem = 2;
-    unsigned char marker = 0;
-    unsigned char* bits = &marker;
-    unsigned int nbits = kUntouched;
-    unsigned int status = 0;
-    {
-        qb_test::fail_after guard(0);
-        status = qbAsnGetBitstringValue(&cur, &rem, 2, &bits, &nbits);
-    }
-    EXPECT_EQ(status, 0x10652065U);
-    EXPECT_EQ(bits, nullptr);  // the null allocation result is already stored
-    EXPECT_EQ(nbits, kUntouched);
-    EXPECT_EQ(in, hex("03 FF"));  // the unused bits are not cleared
-    EXPECT_EQ(cur, in.data());
-    EXPECT_EQ(rem, 2U);
+    scan_input in("03 FF");
+    marked_block out;
+    scan_out_of_memory(in, [&] { return qbAsnGetBitstringValue(&in.cur, &in.rem, 2, &out.p, &out.n); });
+    EXPECT_EQ(out.p, nullptr);  // the null allocation result is already stored
+    EXPECT_EQ(out.n, kUntouched);
+    EXPECT_EQ(in.bytes(), hex("03 FF"));  // the unused bits are not cleared
 }
 
 TEST(ScannersOutOfMemory, EmptyBitStringStillAllocates) {
     // Even a bit string without octets requests a block, so its failure is seen.
-    bytes_t in = hex("00");
-    unsigned char* cur = in.data();
-    unsigned int rem = 1;
-    unsigned char marker = 0;
-    unsigned char* bits = &marker;
-    unsigned int nbits = kUntouched;
-    unsigned int status = 0;
-    {
-        qb_test::fail_after guard(0);
-        status = qbAsnGetBitstringValue(&cur, &rem, 1, &bits, &nbits);
-    }
-    EXPECT_EQ(status, 0x10652065U);
-    EXPECT_EQ(bits, nullptr);
-    EXPECT_EQ(nbits, kUntouched);
-    EXPECT_EQ(cur, in.data());
-    EXPECT_EQ(rem, 1U);
+    scan_input in("00");
+    marked_block out;
+    scan_out_of_memory(in, [&] { return qbAsnGetBitstringValue(&in.cur, &in.rem, 1, &out.p, &out.n); });
+    EXPECT_EQ(out.p, nullptr);
+    EXPECT_EQ(out.n, kUntouched);
 }
 
 TEST(ScannersOutOfMemory, ObjectIdentifier) {
-    bytes_t in = hex("2A 86 48");
-    unsigned char* cur = in.data();
-    unsigned int rem = 3;
-    unsigned char marker = 0;
-    qb_asn_buffer_t out{kUntouched, &marker};
-    unsigned int status = 0;
-    {
-        qb_test::fail_after guard(0);
-        status = qbAsnGetOIDValue(&cur, &rem, 3, &out);
-    }
-    EXPECT_EQ(status, 0x10652065U);
-    EXPECT_EQ(out.length, kUntouched);
-    EXPECT_EQ(out.data, &marker);
-    EXPECT_EQ(cur, in.data());
-    EXPECT_EQ(rem, 3U);
+    scan_input in("2A 86 48");
+    marked_block out;
+    qb_asn_buffer_t block{out.n, out.p};
+    scan_out_of_memory(in, [&] { return qbAsnGetOIDValue(&in.cur, &in.rem, 3, &block); });
+    EXPECT_EQ(block.length, kUntouched);
+    EXPECT_EQ(block.data, &out.marker);
 }
 
 TEST(ScannersOutOfMemory, OctetString) {
-    bytes_t in = hex("68 69 6A");
-    unsigned char* cur = in.data();
-    unsigned int rem = 3;
-    unsigned char marker = 0;
-    unsigned char* data = &marker;
-    unsigned int count = kUntouched;
-    unsigned int status = 0;
-    {
-        qb_test::fail_after guard(0);
-        status = qbAsnGetOctetstringValue(&cur, &rem, 2, &data, &count);
-    }
-    EXPECT_EQ(status, 0x10652065U);
-    EXPECT_EQ(data, &marker);
-    EXPECT_EQ(count, kUntouched);
-    EXPECT_EQ(cur, in.data());
-    EXPECT_EQ(rem, 3U);
+    scan_input in("68 69 6A");
+    marked_block out;
+    scan_out_of_memory(in, [&] { return qbAsnGetOctetstringValue(&in.cur, &in.rem, 2, &out.p, &out.n); });
+    EXPECT_TRUE(out.untouched());
 }
 
 TEST(ScannersOutOfMemory, CharacterStringLeavesInputUnterminated) {
-    bytes_t in = hex("61 62 63 41");
-    unsigned char* cur = in.data();
-    unsigned int rem = 4;
-    unsigned int status = 0;
-    {
-        qb_test::fail_after guard(0);
-        status = qbAsnGetCharstringValue(&cur, &rem, 3, nullptr);
-    }
-    EXPECT_EQ(status, 0x10652065U);
-    EXPECT_EQ(in, hex("61 62 63 41"));
-    EXPECT_EQ(cur, in.data());
-    EXPECT_EQ(rem, 4U);
+    scan_input in("61 62 63 41");
+    scan_out_of_memory(in, [&] { return qbAsnGetCharstringValue(&in.cur, &in.rem, 3, nullptr); });
+    EXPECT_EQ(in.bytes(), hex("61 62 63 41"));
 }
 
 TEST(QbAsnBufferCopyOutOfMemory, KeepsLengthAndReportsStatus) {
@@ -233,11 +168,9 @@ TEST(QbAsnBufferCopyOutOfMemory, KeepsLengthAndReportsStatus) {
 // ---- the blocks the scanners request and release ----
 
 TEST(ScannerAllocations, CharacterStringCopyIsReleased) {
-    bytes_t in = hex("61 62 63 41");
-    unsigned char* cur = in.data();
-    unsigned int rem = 4;
+    scan_input in("61 62 63 41");
     qb_test::record_allocations rec;
-    const unsigned int status = qbAsnGetCharstringValue(&cur, &rem, 3, nullptr);
+    const unsigned int status = qbAsnGetCharstringValue(&in.cur, &in.rem, 3, nullptr);
     rec.stop();
     const std::vector<std::size_t> sizes = rec.sizes();
     const std::vector<void*> results = rec.results();
@@ -291,11 +224,9 @@ TEST(ScannerAllocations, SizesRequested) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        bytes_t in = hex("00 02 03 04");
-        unsigned char* cur = in.data();
-        unsigned int rem = 4;
+        scan_input in("00 02 03 04");
         qb_test::record_allocations rec;
-        const unsigned int status = c.call(&cur, &rem);
+        const unsigned int status = c.call(&in.cur, &in.rem);
         const std::vector<std::size_t> sizes = rec.sizes();
         EXPECT_EQ(status, 0U);
         ASSERT_EQ(sizes.size(), 1U);
@@ -306,13 +237,11 @@ TEST(ScannerAllocations, SizesRequested) {
 TEST(ScannerAllocations, EmptyBitStringRequestsOneOctet) {
     // No octet to copy, yet a real block is requested: malloc(0) may return
     // null on success, which would read as a failure.
-    bytes_t in = hex("00");
-    unsigned char* cur = in.data();
-    unsigned int rem = 1;
+    scan_input in("00");
     unsigned char* bits = nullptr;
     unsigned int nbits = kUntouched;
     qb_test::record_allocations rec;
-    const unsigned int status = qbAsnGetBitstringValue(&cur, &rem, 1, &bits, &nbits);
+    const unsigned int status = qbAsnGetBitstringValue(&in.cur, &in.rem, 1, &bits, &nbits);
     const std::vector<std::size_t> sizes = rec.sizes();
     const std::vector<void*> results = rec.results();
     EXPECT_EQ(status, 0U);

@@ -23,6 +23,7 @@
 #include "asn1/asnbase.h"
 #include "asn1/asnutils.h"
 #include "support/failing_malloc.h"
+#include "support/frames.h"
 #include "support/hex.h"
 #include "support/leak_check.h"
 
@@ -599,9 +600,7 @@ TEST_F(QbasnOctetstringOutOfMemory, GetValueCopyOfAnEmptyValueThrows) {
 // default.
 
 struct default_state {
-    int present;
-    int defaultable;
-    int encoding_valid;
+    int present, defaultable, encoding_valid;
     qb_asn_object* default_value;
 };
 

@@ -9,42 +9,12 @@
 
 #include "asn1/asnbase.h"
 #include "asn1/asnutils.h"
+#include "support/frames.h"
 #include "support/hex.h"
 
 namespace {
 
-// The octets an octet string holds (its own storage, not a copy).
-std::vector<unsigned char> stored(const qb_asn_octetstring& o) {
-    unsigned char* p = nullptr;
-    unsigned int n = 0;
-    if (o.get_value(p, n) != 0) return {};
-    if (n == 0) return {};
-    return std::vector<unsigned char>(p, p + n);
-}
-
-// The content octets of an integer.
-std::vector<unsigned char> stored(const qb_asn_integer& i) {
-    unsigned char* p = nullptr;
-    unsigned int n = 0;
-    if (i.get_value(p, n) != 0) return {};
-    if (n == 0) return {};
-    return std::vector<unsigned char>(p, p + n);
-}
-
-// The full frame an object writes.
-std::vector<unsigned char> frame(const qb_asn_object& o) {
-    qb_buffer_t b(security_off);
-    if (o.asnwrite(b) != 0) return {};
-    if (b.remaining == 0) return {};
-    return std::vector<unsigned char>(b.cursor, b.cursor + b.remaining);
-}
-
-// Reads `text` (hex) into `o` through the frame reader.
-unsigned int read_hex(qb_asn_object& o, const char* text) {
-    std::vector<unsigned char> bytes = hex(text);
-    qb_r_buffer_t r(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    return o.asnread(r);
-}
+using qb_test::integer_octets, qb_test::read_frame, qb_test::set_hex, qb_test::value_of, qb_test::write_bytes;
 
 }  // namespace
 
@@ -54,52 +24,52 @@ TEST(SetStrvalue, stores_text_with_terminator) {
     qb_asn_octetstring o(security_off);
     EXPECT_EQ(0u, qb_set_strvalue(o, "abc"));
     EXPECT_TRUE(o.is_present());
-    EXPECT_EQ(hex("61 62 63 00"), stored(o));
+    EXPECT_EQ(hex("61 62 63 00"), value_of(o));
 }
 
 TEST(SetStrvalue, unsigned_form_stores_text_with_terminator) {
     qb_asn_octetstring o(security_off);
     const unsigned char text[] = {0x68, 0x69, 0x00};
     EXPECT_EQ(0u, qb_set_strvalue(o, text));
-    EXPECT_EQ(hex("68 69 00"), stored(o));
+    EXPECT_EQ(hex("68 69 00"), value_of(o));
 }
 
 TEST(SetStrvalue, stops_at_first_zero) {
     qb_asn_octetstring o(security_off);
     const char text[] = {'a', 0, 'b', 0};
     EXPECT_EQ(0u, qb_set_strvalue(o, text));
-    EXPECT_EQ(hex("61 00"), stored(o));
+    EXPECT_EQ(hex("61 00"), value_of(o));
 }
 
 TEST(SetStrvalue, empty_text_stores_single_zero) {
     qb_asn_octetstring o(security_off);
     EXPECT_EQ(0u, qb_set_strvalue(o, ""));
     EXPECT_TRUE(o.is_present());
-    EXPECT_EQ(hex("00"), stored(o));
+    EXPECT_EQ(hex("00"), value_of(o));
     const unsigned char empty[] = {0};
     qb_asn_octetstring u(security_off);
     EXPECT_EQ(0u, qb_set_strvalue(u, empty));
-    EXPECT_EQ(hex("00"), stored(u));
+    EXPECT_EQ(hex("00"), value_of(u));
 }
 
 TEST(SetStrvalue, null_stores_single_zero) {
     qb_asn_octetstring o(security_off);
     EXPECT_EQ(0u, qb_set_strvalue(o, static_cast<const char*>(nullptr)));
     EXPECT_TRUE(o.is_present());
-    EXPECT_EQ(hex("00"), stored(o));
+    EXPECT_EQ(hex("00"), value_of(o));
 
     qb_asn_octetstring u(security_off);
     qb_set_strvalue(u, "previous");
     EXPECT_EQ(0u, qb_set_strvalue(u, static_cast<const unsigned char*>(nullptr)));
-    EXPECT_EQ(hex("00"), stored(u));
+    EXPECT_EQ(hex("00"), value_of(u));
 }
 
 TEST(SetStrvalue, replaces_previous_value_and_writes_frame) {
     qb_asn_octetstring o(security_off);
     qb_set_strvalue(o, "long text");
     qb_set_strvalue(o, "hi");
-    EXPECT_EQ(hex("68 69 00"), stored(o));
-    EXPECT_EQ(hex("04 03 68 69 00"), frame(o));
+    EXPECT_EQ(hex("68 69 00"), value_of(o));
+    EXPECT_EQ(hex("04 03 68 69 00"), write_bytes(o));
 }
 
 // ---- qb_get_strvalue ----
@@ -156,8 +126,7 @@ TEST(GetStrvalue, copies_every_stored_octet) {
 
 TEST(GetStrvalue, value_without_terminator_gets_one) {
     qb_asn_octetstring o(security_off);
-    const std::vector<unsigned char> v = hex("61 62 63");
-    o.set_value(v.data(), 3);
+    set_hex(o, "61 62 63", 3);
     char* s = nullptr;
     EXPECT_EQ(0u, qb_get_strvalue(o, s));
     ASSERT_NE(nullptr, s);
@@ -167,7 +136,7 @@ TEST(GetStrvalue, value_without_terminator_gets_one) {
 
 TEST(GetStrvalue, decoded_value_is_terminated) {
     qb_asn_octetstring o(security_off);
-    ASSERT_EQ(0u, read_hex(o, "04 02 78 79"));
+    ASSERT_EQ(0u, read_frame(o, hex("04 02 78 79")));
     char* s = nullptr;
     EXPECT_EQ(0u, qb_get_strvalue(o, s));
     ASSERT_NE(nullptr, s);
@@ -239,8 +208,7 @@ TEST(GetStrvalue, two_octet_value) {
 
 TEST(Intvalue, returns_value) {
     struct Case {
-        long set;
-        long expected;
+        long set, expected;
     };
     const Case cases[] = {
         {0, 0},
@@ -265,8 +233,7 @@ TEST(Intvalue, absent_value_gives_zero) {
 
 TEST(Intvalue, unreadable_value_gives_zero) {
     qb_asn_integer i(security_off);
-    const std::vector<unsigned char> v = hex("01 00 00 00 00");
-    i.set_value(v.data(), 5);
+    set_hex(i, "01 00 00 00 00", 5);
     long direct = 99;
     ASSERT_EQ(0x10652199u, i.get_value(direct));
     EXPECT_EQ(0, qb_intvalue(i));
@@ -275,8 +242,7 @@ TEST(Intvalue, unreadable_value_gives_zero) {
 TEST(Intvalue, unreadable_after_readable_gives_zero) {
     qb_asn_integer i(security_off);
     i.set_value(1234L);
-    const std::vector<unsigned char> v = hex("7F 00 00 00 00 01");
-    i.set_value(v.data(), 6);
+    set_hex(i, "7F 00 00 00 00 01", 6);
     EXPECT_EQ(0, qb_intvalue(i));
 }
 
@@ -288,7 +254,7 @@ TEST(Intvalue, absent_value_with_default_gives_default) {
 
 TEST(Intvalue, decoded_value) {
     qb_asn_integer i(security_off);
-    ASSERT_EQ(0u, read_hex(i, "02 02 FF 7F"));
+    ASSERT_EQ(0u, read_frame(i, hex("02 02 FF 7F")));
     EXPECT_EQ(-129, qb_intvalue(i));
 }
 
@@ -396,7 +362,7 @@ TEST(GetObjBody, absent_value_gives_null) {
 
 TEST(GetObjBody, decoded_value_without_the_trailing_zero) {
     qb_asn_octetstring o(security_off);
-    ASSERT_EQ(0u, read_hex(o, "04 03 AA BB CC"));
+    ASSERT_EQ(0u, read_frame(o, hex("04 03 AA BB CC")));
     unsigned long len = 0;
     unsigned char* data = nullptr;
     EXPECT_EQ(0u, get_obj_body(o, len, data));
@@ -414,7 +380,7 @@ TEST(QbasnInteger, is_an_integer) {
     EXPECT_EQ(0, n.get_class());
     EXPECT_STREQ("INTEGER", n.get_type_name());
     n.set_value(5L);
-    EXPECT_EQ(hex("02 01 05"), frame(n));
+    EXPECT_EQ(hex("02 01 05"), write_bytes(n));
 }
 
 TEST(QbasnInteger, get_value_long) {
@@ -483,8 +449,7 @@ TEST(QbasnInteger, absent_value_reads_zero_with_status_zero) {
 
 TEST(QbasnInteger, unreadable_value_reads_zero_with_status_zero) {
     qbasn_integer n(security_off);
-    const std::vector<unsigned char> v = hex("01 00 00 00 00");
-    n.set_value(v.data(), 5);
+    set_hex(n, "01 00 00 00 00", 5);
     long l = 5;
     unsigned char uc = 5;
     EXPECT_EQ(0u, n.get_value(l));
@@ -510,7 +475,7 @@ TEST(QbasnInteger, set_default_value_installs_zero) {
     ASSERT_NE(nullptr, n.get_default_value());
     EXPECT_EQ(&n, n.get_default_value()->get_parent());
     // The absent value reads as the default's content octets: 00.
-    EXPECT_EQ(hex("00"), stored(n));
+    EXPECT_EQ(hex("00"), integer_octets(n));
     long v = 9;
     EXPECT_EQ(0u, static_cast<const qb_asn_integer&>(n).get_value(v));
     EXPECT_EQ(0, v);
@@ -531,11 +496,11 @@ TEST(QbasnInteger, value_equal_to_default_zero_is_not_written) {
     qbasn_integer n(security_off);
     n.set_default_value();
     seq.register_child(&n);
-    EXPECT_EQ(hex("30 00"), frame(seq));
+    EXPECT_EQ(hex("30 00"), write_bytes(seq));
     n.set_value(0L);
-    EXPECT_EQ(hex("30 00"), frame(seq));
+    EXPECT_EQ(hex("30 00"), write_bytes(seq));
     n.set_value(3L);
-    EXPECT_EQ(hex("30 03 02 01 03"), frame(seq));
+    EXPECT_EQ(hex("30 03 02 01 03"), write_bytes(seq));
 }
 
 TEST(QbasnInteger, set_default_value_object_passes_on) {
@@ -573,7 +538,7 @@ TEST(QbasnInteger, set_default_value_long_still_reachable) {
 
 TEST(QbasnInteger, decoded_value) {
     qbasn_integer n(security_off);
-    ASSERT_EQ(0u, read_hex(n, "02 02 01 2C"));
+    ASSERT_EQ(0u, read_frame(n, hex("02 02 01 2C")));
     unsigned char uc = 0;
     unsigned short us = 0;
     EXPECT_EQ(0u, n.get_value(uc));
@@ -594,47 +559,47 @@ TEST(QbasnOctetstring, is_an_octet_string) {
 TEST(QbasnOctetstring, set_value_text_forms) {
     qbasn_octetstring o(security_off);
     EXPECT_EQ(0u, o.set_value("hi"));
-    EXPECT_EQ(hex("68 69 00"), stored(o));
-    EXPECT_EQ(hex("04 03 68 69 00"), frame(o));
+    EXPECT_EQ(hex("68 69 00"), value_of(o));
+    EXPECT_EQ(hex("04 03 68 69 00"), write_bytes(o));
 
     const unsigned char u[] = {0x41, 0x42, 0x00};
     EXPECT_EQ(0u, o.set_value(u));
-    EXPECT_EQ(hex("41 42 00"), stored(o));
+    EXPECT_EQ(hex("41 42 00"), value_of(o));
 
     EXPECT_EQ(0u, o.set_value(""));
-    EXPECT_EQ(hex("00"), stored(o));
+    EXPECT_EQ(hex("00"), value_of(o));
 }
 
 TEST(QbasnOctetstring, set_value_null_text_forms) {
     qbasn_octetstring o(security_off);
     o.set_value("x");
     EXPECT_EQ(0u, o.set_value(static_cast<const char*>(nullptr)));
-    EXPECT_EQ(hex("00"), stored(o));
+    EXPECT_EQ(hex("00"), value_of(o));
     o.set_value("x");
     EXPECT_EQ(0u, o.set_value(static_cast<const unsigned char*>(nullptr)));
-    EXPECT_EQ(hex("00"), stored(o));
+    EXPECT_EQ(hex("00"), value_of(o));
 }
 
 TEST(QbasnOctetstring, raw_set_value_still_reachable) {
     qbasn_octetstring o(security_off);
     const std::vector<unsigned char> v = hex("DE AD");
     EXPECT_EQ(0u, o.set_value(v.data(), 2u));
-    EXPECT_EQ(v, stored(o));
+    EXPECT_EQ(v, value_of(o));
 }
 
 TEST(QbasnOctetstring, set_value_char_stores_char_and_terminator) {
     qbasn_octetstring o(security_off);
     EXPECT_EQ(0u, o.set_value(static_cast<unsigned char>('A')));
-    EXPECT_EQ(hex("41 00"), stored(o));
+    EXPECT_EQ(hex("41 00"), value_of(o));
     EXPECT_EQ(0u, o.set_value(static_cast<unsigned char>(0xFF)));
-    EXPECT_EQ(hex("FF 00"), stored(o));
+    EXPECT_EQ(hex("FF 00"), value_of(o));
 }
 
 TEST(QbasnOctetstring, set_value_zero_char_stores_single_zero_quirk) {
     qbasn_octetstring o(security_off);
     EXPECT_EQ(0u, o.set_value(static_cast<unsigned char>(0)));
     EXPECT_TRUE(o.is_present());
-    EXPECT_EQ(hex("00"), stored(o));
+    EXPECT_EQ(hex("00"), value_of(o));
 }
 
 TEST(QbasnOctetstring, get_value_text_copies) {
@@ -713,8 +678,7 @@ TEST(QbasnOctetstring, get_value_data_len_of_empty_value) {
 
 TEST(QbasnOctetstring, get_value_n_dest_copies_first_n) {
     qbasn_octetstring o(security_off);
-    const std::vector<unsigned char> v = hex("11 22 33 44 55");
-    o.set_value(v.data(), 5u);
+    set_hex(o, "11 22 33 44 55", 5u);
     unsigned char dest[8];
     std::memset(dest, 0xEE, sizeof dest);
     EXPECT_EQ(0u, o.get_value(3ul, dest));
@@ -726,8 +690,7 @@ TEST(QbasnOctetstring, get_value_n_dest_copies_first_n) {
 
 TEST(QbasnOctetstring, get_value_n_dest_zero_fills_past_value) {
     qbasn_octetstring o(security_off);
-    const std::vector<unsigned char> v = hex("AB CD");
-    o.set_value(v.data(), 2u);
+    set_hex(o, "AB CD", 2u);
     unsigned char dest[8];
     std::memset(dest, 0xEE, sizeof dest);
     EXPECT_EQ(0u, o.get_value(6ul, dest));
@@ -781,7 +744,7 @@ TEST(QbasnOctetstring, set_default_value_installs_single_zero) {
     ASSERT_NE(nullptr, o.get_default_value());
     EXPECT_EQ(&o, o.get_default_value()->get_parent());
     EXPECT_FALSE(o.is_present());
-    EXPECT_EQ(hex("00"), stored(o));
+    EXPECT_EQ(hex("00"), value_of(o));
     char* c = nullptr;
     EXPECT_EQ(0u, o.get_value(c));
     ASSERT_NE(nullptr, c);
@@ -804,11 +767,11 @@ TEST(QbasnOctetstring, empty_text_equal_to_default_is_not_written) {
     qbasn_octetstring o(security_off);
     o.set_default_value();
     seq.register_child(&o);
-    EXPECT_EQ(hex("30 00"), frame(seq));
+    EXPECT_EQ(hex("30 00"), write_bytes(seq));
     o.set_value("");
-    EXPECT_EQ(hex("30 00"), frame(seq));
+    EXPECT_EQ(hex("30 00"), write_bytes(seq));
     o.set_value("a");
-    EXPECT_EQ(hex("30 04 04 02 61 00"), frame(seq));
+    EXPECT_EQ(hex("30 04 04 02 61 00"), write_bytes(seq));
 }
 
 TEST(QbasnOctetstring, set_default_value_object_passes_on) {
@@ -847,20 +810,20 @@ TEST(QbasnOctetstring, text_setter_invalidates_parent_encoding) {
     qbasn_octetstring o(security_off);
     seq.register_child(&o);
     o.set_value("a");
-    EXPECT_EQ(hex("30 04 04 02 61 00"), frame(seq));
+    EXPECT_EQ(hex("30 04 04 02 61 00"), write_bytes(seq));
     EXPECT_TRUE(seq.is_encoding_valid());
     o.set_value("bc");
     EXPECT_FALSE(seq.is_encoding_valid());
-    EXPECT_EQ(hex("30 05 04 03 62 63 00"), frame(seq));
+    EXPECT_EQ(hex("30 05 04 03 62 63 00"), write_bytes(seq));
     o.set_value(static_cast<unsigned char>('z'));
-    EXPECT_EQ(hex("30 04 04 02 7A 00"), frame(seq));
+    EXPECT_EQ(hex("30 04 04 02 7A 00"), write_bytes(seq));
     qb_set_strvalue(o, static_cast<const char*>(nullptr));
-    EXPECT_EQ(hex("30 03 04 01 00"), frame(seq));
+    EXPECT_EQ(hex("30 03 04 01 00"), write_bytes(seq));
 }
 
 TEST(QbasnOctetstring, decoded_text_reads_back) {
     qbasn_octetstring o(security_off);
-    ASSERT_EQ(0u, read_hex(o, "04 04 61 62 63 00"));
+    ASSERT_EQ(0u, read_frame(o, hex("04 04 61 62 63 00")));
     char* c = nullptr;
     EXPECT_EQ(0u, o.get_value(c));
     ASSERT_NE(nullptr, c);

@@ -10,6 +10,8 @@
 
 #include "asn1/asn1.h"
 #include "asn1/asnbase.h"
+#include "support/buffers.h"
+#include "support/frames.h"
 #include "support/hex.h"
 
 namespace {
@@ -187,11 +189,8 @@ bool all_zero_funcs(const qb_memory_funcs_t& a) {
     return same_funcs(a, z);
 }
 
-// The bytes a buffer or view holds from its cursor.
-std::vector<unsigned char> bytes_of(const qb_r_buffer_t& r) {
-    if (r.remaining == 0) return {};
-    return std::vector<unsigned char>(r.cursor, r.cursor + r.remaining);
-}
+// rest_of: the bytes a buffer or view holds from its cursor.
+using qb_test::rest_of;
 
 // A buffer keeps its inherited view fields in step with its block.
 void expect_view_in_step(const qb_buffer_t& b, unsigned int used) {
@@ -237,7 +236,7 @@ struct Snapshot {
           origin_length(b.origin_length),
           cursor(b.cursor),
           remaining(b.remaining),
-          bytes(bytes_of(b)) {}
+          bytes(rest_of(b)) {}
     void expect_same(const qb_buffer_t& b) const {
         EXPECT_EQ(data, b.data);
         EXPECT_EQ(capacity, b.capacity);
@@ -245,7 +244,7 @@ struct Snapshot {
         EXPECT_EQ(origin_length, b.origin_length);
         EXPECT_EQ(cursor, b.cursor);
         EXPECT_EQ(remaining, b.remaining);
-        EXPECT_EQ(bytes, bytes_of(b));
+        EXPECT_EQ(bytes, rest_of(b));
     }
 };
 
@@ -738,7 +737,7 @@ TEST_F(Buffer, extend_keeps_written_bytes) {
     b.append("hello");
     EXPECT_EQ(0u, b.extend(5000));
     EXPECT_EQ(6016u, b.capacity);  // chunk(64 + 5000)
-    EXPECT_EQ(hex("68 65 6C 6C 6F"), bytes_of(b));
+    EXPECT_EQ(hex("68 65 6C 6C 6F"), rest_of(b));
     expect_view_in_step(b, 5);
 }
 
@@ -752,7 +751,7 @@ TEST_F(Buffer, extend_keeps_cursor_offset) {
     EXPECT_EQ(7u, b.remaining);
     EXPECT_EQ(b.data, b.origin);
     EXPECT_EQ(b.capacity, b.origin_length);
-    EXPECT_EQ(hex("33 34 35 36 37 38 39"), bytes_of(b));
+    EXPECT_EQ(hex("33 34 35 36 37 38 39"), rest_of(b));
 }
 
 TEST_F(Buffer, wiping_extend_keeps_cursor_offset) {
@@ -762,14 +761,14 @@ TEST_F(Buffer, wiping_extend_keeps_cursor_offset) {
     b.remaining -= 4;
     b.extend(4000);
     EXPECT_EQ(b.data + 4, b.cursor);
-    EXPECT_EQ(hex("34 35 36 37 38 39"), bytes_of(b));
+    EXPECT_EQ(hex("34 35 36 37 38 39"), rest_of(b));
 }
 
 TEST_F(Buffer, append_one_byte_to_empty_gives_128) {
     qb_buffer_t b(security_off);
     EXPECT_EQ(0u, b.append(static_cast<unsigned char>(0x41)));
     EXPECT_EQ(128u, b.capacity);
-    EXPECT_EQ(hex("41"), bytes_of(b));
+    EXPECT_EQ(hex("41"), rest_of(b));
     expect_view_in_step(b, 1);
 }
 
@@ -779,7 +778,7 @@ TEST_F(Buffer, append_100_bytes_to_empty_gives_1024) {
     for (int i = 0; i < 100; ++i) src[i] = static_cast<unsigned char>(i);
     EXPECT_EQ(0u, b.append(src, 100));
     EXPECT_EQ(1024u, b.capacity);
-    EXPECT_EQ(std::vector<unsigned char>(src, src + 100), bytes_of(b));
+    EXPECT_EQ(std::vector<unsigned char>(src, src + 100), rest_of(b));
     expect_view_in_step(b, 100);
 }
 
@@ -819,23 +818,23 @@ TEST_F(Buffer, append_zero_bytes_changes_nothing) {
     EXPECT_EQ(0u, b.remaining);
     b.append("ab");
     EXPECT_EQ(0u, b.append(&x, 0));
-    EXPECT_EQ(hex("61 62"), bytes_of(b));
+    EXPECT_EQ(hex("61 62"), rest_of(b));
 }
 
 TEST_F(Buffer, append_text_writes_no_terminator) {
     qb_buffer_t b(security_off);
     EXPECT_EQ(0u, b.append("abc"));
-    EXPECT_EQ(hex("61 62 63"), bytes_of(b));
+    EXPECT_EQ(hex("61 62 63"), rest_of(b));
     EXPECT_EQ(0u, b.append(""));
     EXPECT_EQ(3u, b.remaining);
     b.append("de");
-    EXPECT_EQ(hex("61 62 63 64 65"), bytes_of(b));
+    EXPECT_EQ(hex("61 62 63 64 65"), rest_of(b));
 }
 
 TEST_F(Buffer, append_int_minus_five) {
     qb_buffer_t b(security_off);
     EXPECT_EQ(0u, b.append_int(-5));
-    EXPECT_EQ(hex("2D 35"), bytes_of(b));
+    EXPECT_EQ(hex("2D 35"), rest_of(b));
 }
 
 TEST_F(Buffer, append_int_values) {
@@ -877,7 +876,7 @@ TEST_F(Buffer, append_view_appends_remaining_bytes_from_cursor) {
     qb_buffer_t b(security_off);
     b.append("A");
     EXPECT_EQ(0u, b.append(r));
-    EXPECT_EQ(hex("41 31 32 33"), bytes_of(b));
+    EXPECT_EQ(hex("41 31 32 33"), rest_of(b));
 }
 
 TEST_F(Buffer, append_view_of_another_buffer) {
@@ -886,8 +885,8 @@ TEST_F(Buffer, append_view_of_another_buffer) {
     qb_buffer_t b(security_off);
     b.append("1");
     b.append(a);
-    EXPECT_EQ(hex("31 78 79 7A"), bytes_of(b));
-    EXPECT_EQ(hex("78 79 7A"), bytes_of(a));
+    EXPECT_EQ(hex("31 78 79 7A"), rest_of(b));
+    EXPECT_EQ(hex("78 79 7A"), rest_of(a));
 }
 
 TEST_F(Buffer, append_empty_view) {
@@ -895,7 +894,7 @@ TEST_F(Buffer, append_empty_view) {
     b.append("q");
     const qb_r_buffer_t empty;
     EXPECT_EQ(0u, b.append(empty));
-    EXPECT_EQ(hex("71"), bytes_of(b));
+    EXPECT_EQ(hex("71"), rest_of(b));
 }
 
 TEST_F(Buffer, buffer_reads_back_as_a_view) {
@@ -937,7 +936,7 @@ TEST_F(Buffer, clear_keeps_block) {
     EXPECT_EQ(0, total_plain_calls());
     b.append("XY");
     EXPECT_EQ(block, b.data);
-    EXPECT_EQ(hex("58 59"), bytes_of(b));
+    EXPECT_EQ(hex("58 59"), rest_of(b));
 }
 
 TEST_F(Buffer, clear_without_wiping_leaves_bytes) {
@@ -1123,7 +1122,7 @@ TEST_F(Buffer, buffer_is_reusable_after_detach) {
     std::free(p);
     b.append(static_cast<unsigned char>(0x42));
     EXPECT_EQ(128u, b.capacity);
-    EXPECT_EQ(hex("42"), bytes_of(b));
+    EXPECT_EQ(hex("42"), rest_of(b));
     expect_view_in_step(b, 1);
 }
 
@@ -1211,17 +1210,17 @@ TEST(BufferDecimal, write1d) {
     EXPECT_EQ(0u, write1d(b, 0));
     EXPECT_EQ(0u, write1d(b, 9));
     EXPECT_EQ(0u, write1d(b, 4));
-    EXPECT_EQ(hex("30 39 34"), bytes_of(b));
+    EXPECT_EQ(hex("30 39 34"), rest_of(b));
 }
 
 TEST(BufferDecimal, write2d_keeps_leading_zero) {
     qb_buffer_t b(security_off);
     EXPECT_EQ(0u, write2d(b, 7));
-    EXPECT_EQ(hex("30 37"), bytes_of(b));
+    EXPECT_EQ(hex("30 37"), rest_of(b));
     EXPECT_EQ(0u, write2d(b, 0));
     EXPECT_EQ(0u, write2d(b, 99));
     EXPECT_EQ(0u, write2d(b, 10));
-    EXPECT_EQ(hex("30 37 30 30 39 39 31 30"), bytes_of(b));
+    EXPECT_EQ(hex("30 37 30 30 39 39 31 30"), rest_of(b));
 }
 
 TEST(BufferDecimal, write4d_keeps_leading_zeros) {
@@ -1259,7 +1258,7 @@ TEST(BufferDecimal, too_large_values_write_nothing) {
         qb_buffer_t used(security_off);
         used.append("ab");
         EXPECT_EQ(0x106521AAu, c.fn(used, c.v));
-        EXPECT_EQ(hex("61 62"), bytes_of(used));
+        EXPECT_EQ(hex("61 62"), rest_of(used));
     }
 }
 
@@ -1267,8 +1266,7 @@ TEST(BufferDecimal, too_large_values_write_nothing) {
 
 TEST(CheckEoc, vectors) {
     struct Case {
-        const char* name;
-        const char* hex;
+        const char *name, *hex;
         unsigned int view_len;
         bool expected;
     };

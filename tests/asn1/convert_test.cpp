@@ -16,11 +16,13 @@
 
 #include "asn1/asnbase.h"
 #include "asn1/asnstrng.h"
+#include "support/buffers.h"
 #include "support/hex.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
+using qb_test::bytes_of;
 using Converter = std::function<unsigned int(const qb_r_buffer_t&, qb_buffer_t&)>;
 
 constexpr unsigned int kFailed = 0x106521AB;
@@ -43,11 +45,6 @@ private:
     unsigned int view_len_;
 };
 
-Bytes contents(const qb_buffer_t& out) {
-    if (out.length() == 0) return {};
-    return Bytes(out.data, out.data + out.length());
-}
-
 struct Result {
     unsigned int status;
     Bytes out;
@@ -59,7 +56,7 @@ Result run(const Converter& f, const qb_r_buffer_t& in, const char* prefill = ""
     const Bytes pre = hex(prefill);
     if (!pre.empty()) out.append(pre.data(), static_cast<unsigned int>(pre.size()));
     const unsigned int status = f(in, out);
-    return {status, contents(out)};
+    return {status, bytes_of(out)};
 }
 
 Result run(const Converter& f, const char* in_hex, const char* prefill = "") {
@@ -92,8 +89,7 @@ const Converter kIA52V = [](const qb_r_buffer_t& in, qb_buffer_t& out) { return 
 struct Case {
     const char* name;
     const Converter* f;
-    const char* in;
-    const char* prefill;
+    const char *in, *prefill;
     unsigned int status;
     const char* out;
 };
@@ -618,11 +614,11 @@ TEST(IA52T61, all_256_octets_refused_or_round_trip) {
         const Source t61_src(t61);
         qb_buffer_t bmp(security_off);
         ASSERT_EQ(0u, T612BMP(t61_src.view(), bmp));
-        EXPECT_EQ((Bytes{0x00, static_cast<unsigned char>(o)}), contents(bmp));
+        EXPECT_EQ((Bytes{0x00, static_cast<unsigned char>(o)}), bytes_of(bmp));
         // ... then BMP2IA5 gives the octet back.
         qb_buffer_t ia5(security_off);
         EXPECT_EQ(0u, BMP2IA5(bmp, ia5));
-        EXPECT_EQ(one(o), contents(ia5));
+        EXPECT_EQ(one(o), bytes_of(ia5));
         // T612IA5 does both at once.
         const Result back = run(kT612IA5, t61_src.view());
         EXPECT_EQ(0u, back.status);
@@ -840,9 +836,9 @@ TEST(Converters, copy_of_itself_keeps_content) {
     qb_buffer_t out(security_off);
     out.append(reinterpret_cast<const unsigned char*>("abc"), 3);
     EXPECT_EQ(0u, P2IA5(out, out));
-    EXPECT_EQ(hex("61 62 63"), contents(out));
+    EXPECT_EQ(hex("61 62 63"), bytes_of(out));
     EXPECT_EQ(0u, IA52P(out, out));
-    EXPECT_EQ(hex("61 62 63"), contents(out));
+    EXPECT_EQ(hex("61 62 63"), bytes_of(out));
 }
 
 TEST(Converters, wiping_destination_zeroes_removed_output) {
@@ -888,7 +884,7 @@ TEST(Converters, out_of_memory_restores_where_failure_restores) {
     }
     g_fail_realloc = false;
     EXPECT_EQ(0x10652065u, code);
-    EXPECT_EQ(hex("58"), contents(out));
+    EXPECT_EQ(hex("58"), bytes_of(out));
 }
 
 }  // namespace

@@ -31,6 +31,7 @@
 #include "qbasn/cxx.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
+#include "support/record_test.h"
 
 #if defined(QB_TEST_SANITIZER_MALLOC)
 // The sanitizer runtime's count of bytes handed out and not yet released (not
@@ -94,7 +95,6 @@ using blocks_t = std::vector<void*>;
 
 // ---- expected bytes, written out ----
 
-#define ENVELOPE "04 02 AC DC "
 // value_t { 5, "a", 01 }
 #define VALUE_5 "30 09 02 01 05 0C 01 61 04 01 01"
 // value_t { 1, "x", AA }
@@ -111,7 +111,7 @@ using blocks_t = std::vector<void*>;
 #define NESTED "30 26 30 24 " ATTR_N1 " " ATTR_N2
 #define NESTED_TRUNCATED_SECOND "30 26 30 24 " ATTR_N1 " " ATTR_N2_SHORT_NAME
 
-char* text(const char* s) { return const_cast<char*>(s); }
+using qb_test::text;
 
 bytes_t to_vector(std::span<const unsigned char> s) { return bytes_t(s.begin(), s.end()); }
 

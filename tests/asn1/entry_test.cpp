@@ -19,11 +19,13 @@
 #include "asn1/asn1.h"
 #include "asn1/asn_kxobjs.h"
 #include "asn1/asnbase.h"
+#include "support/buffers.h"
 #include "support/hex.h"
 
 namespace {
 
 using bytes_t = std::vector<unsigned char>;
+using qb_test::bytes_of;
 
 // Types, written out: 259 certificate request, 260 update list, 262 INTEGER.
 constexpr unsigned int kCert = 259;
@@ -47,8 +49,6 @@ int decode(int version, bytes_t bytes, unsigned int type, void* record) {
     qb_asn_buffer_t in = {static_cast<unsigned int>(bytes.size()), bytes.data()};
     return qbasn_decode_obj(version, in, type, record);
 }
-
-bytes_t octets(const unsigned char* p, unsigned int n) { return p == nullptr ? bytes_t{} : bytes_t(p, p + n); }
 
 // A byte pattern for records that must stay untouched.
 template <class T>
@@ -372,7 +372,7 @@ TEST(QbasnEncodeObj, cert_request_round_trip) {
     EXPECT_STREQ(out.text_b, "bc");
     ASSERT_EQ(out.body_len, 2U);
     EXPECT_NE(out.body, body);
-    EXPECT_EQ(octets(out.body, out.body_len), hex("01 02"));
+    EXPECT_EQ(bytes_of(out.body, out.body_len), hex("01 02"));
     EXPECT_EQ(qbasn_obj_free(3, kCert, &out), 0);
 }
 
@@ -436,7 +436,7 @@ TEST(QbasnDecodeObj, cert_request_read_from_segmented_and_indefinite_input) {
     EXPECT_STREQ(r.text_a, "key-1");
     EXPECT_STREQ(r.text_b, "z");
     ASSERT_EQ(r.body_len, 4U);
-    EXPECT_EQ(octets(r.body, r.body_len), hex("AA BB CC DD"));
+    EXPECT_EQ(bytes_of(r.body, r.body_len), hex("AA BB CC DD"));
     EXPECT_EQ(qbasn_obj_free(3, kCert, &r), 0);
 }
 

@@ -11,9 +11,12 @@
 #include "asn1/asn1.h"
 #include "asn1/asnbase.h"
 #include "asn1/asnutils.h"
+#include "support/frames.h"
 #include "support/hex.h"
 
 namespace {
+
+using qb_test::read_case;
 
 // ---- test records ----
 
@@ -137,19 +140,10 @@ struct Block {
     Block& operator=(const Block&) = delete;
 };
 
-// Saves obj and returns the block's bytes (freed here); rc receives the status.
-std::vector<unsigned char> save(qb_asn_object& obj, int version, unsigned int& rc) {
-    qb_asn_buffer_t out{0, nullptr};
-    rc = qb_asnbase::saveEncoding(obj, version, out);
-    if (rc != 0 || out.data == nullptr) return {};
-    std::vector<unsigned char> v(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return v;
-}
-
+// save_ok: the saved octets; saving must succeed.
 std::vector<unsigned char> save_ok(qb_asn_object& obj, int version) {
     unsigned int rc = 1;
-    std::vector<unsigned char> v = save(obj, version, rc);
+    std::vector<unsigned char> v = qb_test::save_encoding(obj, version, &rc);
     EXPECT_EQ(0u, rc);
     return v;
 }
@@ -160,7 +154,8 @@ long int_of(const qbasn_integer& i) {
     return v;
 }
 
-std::string text_of(const qbasn_octetstring& o) {
+// stored_text: the text a member holds ("<null>" for none).
+std::string stored_text(const qbasn_octetstring& o) {
     char* s = nullptr;
     o.get_value(s);
     std::string t = s != nullptr ? s : "<null>";
@@ -245,7 +240,7 @@ TEST(SaveEncoding, writes_low_eight_bits_of_version) {
         {256, "04 00 AC DC 30 00"},   {0x1234, "04 34 AC DC 30 00"}, {-1, "04 FF AC DC 30 00"},
         {-255, "04 01 AC DC 30 00"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.version);
         qb_asnbase r(security_off);
         EXPECT_EQ(hex(c.expected), save_ok(r, c.version));
@@ -370,7 +365,7 @@ TEST(LoadObject, reads_record_after_header) {
     EXPECT_TRUE(r.is_present());
     EXPECT_EQ(5, int_of(r.number));
     EXPECT_EQ(1, bool_of(r.flag));
-    EXPECT_EQ("hi", text_of(r.text));
+    EXPECT_EQ("hi", stored_text(r.text));
 }
 
 TEST(LoadObject, saved_block_loads_with_same_version_only) {
@@ -408,8 +403,7 @@ TEST(LoadObject, version_compared_on_low_eight_bits) {
 
 TEST(LoadObject, refusals_read_nothing) {
     struct Case {
-        const char* name;
-        const char* hex;
+        const char *name, *hex;
         int version;
     };
     const Case cases[] = {
@@ -424,7 +418,7 @@ TEST(LoadObject, refusals_read_nothing) {
         {"offset zero", "00 05 AC DC 30 03 02 01 07", 5},
         {"offset zero, no payload", "00 05 AC DC 00", 5},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Block b(c.hex);
         OneInt r(security_off);
@@ -493,12 +487,7 @@ TEST(LoadObject, trailing_octets_are_ignored) {
 }
 
 TEST(LoadObject, read_status_passes_through) {
-    struct Case {
-        const char* name;
-        const char* hex;
-        unsigned int status;
-    };
-    const Case cases[] = {
+    const read_case cases[] = {
         {"surplus content", "04 05 AC DC 30 06 02 01 07 02 01 08", 0x106521A5},
         {"other identifier", "04 05 AC DC 31 03 02 01 07", 0x106521A4},
         {"length past the end", "04 05 AC DC 30 04 02 01 07", 0x10652198},
@@ -506,7 +495,7 @@ TEST(LoadObject, read_status_passes_through) {
         {"member of another type", "04 05 AC DC 30 03 01 01 FF", 0x106521A4},
         {"primitive sequence", "04 05 AC DC 10 03 02 01 07", 0x1065219F},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Block b(c.hex);
         OneInt r(security_off);
@@ -541,10 +530,10 @@ TEST(LoadObject, load_replaces_previous_values) {
     EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
     EXPECT_EQ(1000, int_of(r.id));
     EXPECT_EQ(-129, int_of(r.inner.a));
-    EXPECT_EQ("xy", text_of(r.inner.b));
+    EXPECT_EQ("xy", stored_text(r.inner.b));
     EXPECT_EQ(1, bool_of(r.flag));
     EXPECT_EQ(0, int_of(r.second.a));
-    EXPECT_EQ("", text_of(r.second.b));
+    EXPECT_EQ("", stored_text(r.second.b));
 }
 
 // ---- round trips ----
@@ -565,10 +554,10 @@ TEST(EnvelopeRoundTrip, nested_records) {
     EXPECT_TRUE(dst.second.is_present());
     EXPECT_EQ(1000, int_of(dst.id));
     EXPECT_EQ(-129, int_of(dst.inner.a));
-    EXPECT_EQ("xy", text_of(dst.inner.b));
+    EXPECT_EQ("xy", stored_text(dst.inner.b));
     EXPECT_EQ(1, bool_of(dst.flag));
     EXPECT_EQ(0, int_of(dst.second.a));
-    EXPECT_EQ("", text_of(dst.second.b));
+    EXPECT_EQ("", stored_text(dst.second.b));
     EXPECT_EQ(hex(kOuterBlock), save_ok(dst, 5));
     qb_asn_buffer_free(block);
 }
@@ -583,7 +572,7 @@ TEST(EnvelopeRoundTrip, secure_records) {
     qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
     Outer dst(security_on);
     EXPECT_EQ(0u, qb_asnbase::loadObject(dst, 9, in));
-    EXPECT_EQ("xy", text_of(dst.inner.b));
+    EXPECT_EQ("xy", stored_text(dst.inner.b));
     EXPECT_EQ(first, save_ok(dst, 9));
 }
 
@@ -600,7 +589,7 @@ TEST(EnvelopeRoundTrip, optional_and_default_members) {
     Block full("04 05 AC DC 30 0A 02 01 01 04 02 6E 00 01 01 FF");
     OptRecord s(security_off);
     EXPECT_EQ(0u, qb_asnbase::loadObject(s, 5, full.buf));
-    EXPECT_EQ("n", text_of(s.note));
+    EXPECT_EQ("n", stored_text(s.note));
     EXPECT_EQ(1, bool_of(s.flag));
     EXPECT_EQ(hex("04 05 AC DC 30 0A 02 01 01 04 02 6E 00 01 01 FF"), save_ok(s, 5));
 }
@@ -623,10 +612,8 @@ TEST(GetEncodedVersion, version_zero_fails_and_stores_one_quirk) {
 
 TEST(GetEncodedVersion, vectors) {
     struct Case {
-        const char* name;
-        const char* hex;
-        unsigned int status;
-        unsigned int stored;
+        const char *name, *hex;
+        unsigned int status, stored;
     };
     const Case cases[] = {
         {"version 5", "04 05 AC DC 30", 0, 0},
@@ -639,7 +626,7 @@ TEST(GetEncodedVersion, vectors) {
         {"signature wrong", "04 05 AC DD 30", 0x10652196, 1},
         {"signature swapped", "04 05 DC AC 30", 0x10652196, 1},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Block b(c.hex);
         unsigned int version = 77;
@@ -810,7 +797,7 @@ TEST(AsnbaseDefault, defaulted_member_round_trip) {
         EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
         EXPECT_TRUE(r.inner.is_present());
         EXPECT_EQ(1, int_of(r.inner.a));
-        EXPECT_EQ("z", text_of(r.inner.b));
+        EXPECT_EQ("z", stored_text(r.inner.b));
         EXPECT_EQ(hex("04 05 AC DC 30 0C 02 01 07 30 07 02 01 01 04 02 7A 00"), save_ok(r, 5));
     }
 }

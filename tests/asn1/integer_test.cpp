@@ -12,51 +12,38 @@
 #include <vector>
 
 #include "asn1/asnbase.h"
+#include "support/buffers.h"
+#include "support/frames.h"
 #include "support/hex.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
+using qb_test::append_to, qb_test::decode_content, qb_test::expect_absent_getter,
+      qb_test::expect_default_octets, qb_test::expect_null_refused, qb_test::expect_secure,
+      qb_test::expect_security, qb_test::int_value, qb_test::integer_octets, qb_test::read_case,
+      qb_test::read_frame, qb_test::reads, qb_test::register_all, qb_test::set_default_hex, qb_test::set_hex,
+      qb_test::state_summary, qb_test::type_summary, qb_test::write_bytes, qb_test::write_frame;
 
-Bytes bytes_of(const unsigned char* p, unsigned int n) {
-    if (n == 0) return {};
-    return Bytes(p, p + n);
+// expect_long_refused: the long getter gives `status` and leaves its output.
+void expect_long_refused(const qb_asn_integer& i, unsigned int status) {
+    long out = 0x5A5A;
+    EXPECT_EQ(i.get_value(out), status);
+    EXPECT_EQ(out, 0x5A5A);
 }
 
-// The full frame asnwrite produces, with its status.
-struct Written {
-    unsigned int rc;
-    Bytes bytes;
-};
-
-Written write_frame(const qb_asn_object& o) {
-    qb_buffer_t out(security_off);
-    const unsigned int rc = o.asnwrite(out);
-    return {rc, bytes_of(out.data, out.length())};
-}
-
-// Reads one frame from `in`; `left` receives what remains of the view.
-unsigned int read_frame(qb_asn_object& o, const Bytes& in, unsigned int& left,
-                        unsigned int& consumed) {
-    Bytes copy = in;
-    qb_r_buffer_t r(copy.data(), static_cast<unsigned int>(copy.size()));
-    const unsigned int rc = o.asnread(r);
-    left = r.remaining;
-    consumed = static_cast<unsigned int>(r.cursor - copy.data());
-    return rc;
-}
-
-unsigned int read_frame(qb_asn_object& o, const Bytes& in) {
-    unsigned int left = 0;
-    unsigned int consumed = 0;
-    return read_frame(o, in, left, consumed);
-}
-
-Bytes content_of(const qb_asn_integer& i) {
-    unsigned char* p = nullptr;
-    unsigned int n = 0;
-    EXPECT_EQ(i.get_value(p, n), 0u);
-    return bytes_of(p, n);
+// expect_integer: `i` is present and holds the content octets `content`;
+// when `int_valid`, its long value is `value`, else the long getter refuses
+// it as too long.
+void expect_integer(const qb_asn_integer& i, const Bytes& content, int int_valid, long value) {
+    EXPECT_EQ(i.is_present(), 1);
+    EXPECT_EQ(i.int_valid, int_valid);
+    EXPECT_EQ(integer_octets(i), content);
+    if (int_valid) {
+        EXPECT_EQ(int_value(i), value);
+    } else {
+        expect_long_refused(i, 0x10652199u);
+    }
 }
 
 }  // namespace
@@ -65,54 +52,36 @@ Bytes content_of(const qb_asn_integer& i) {
 
 TEST(QbAsnInteger, constructor_settings) {
     qb_asn_integer i(security_off);
-    EXPECT_STREQ(i.get_type_name(), "INTEGER");
-    EXPECT_EQ(i.get_tag(), 2u);
-    EXPECT_EQ(i.get_class(), 0);
-    EXPECT_EQ(i.encoding_primitive_permitted(), 1);
-    EXPECT_EQ(i.encoding_constructed_permitted(), 0);
-    EXPECT_EQ(i.encoding_indefinite_permitted(), 0);
+    EXPECT_EQ(type_summary(i), "INTEGER 2/0 P--");
     EXPECT_EQ(i.int_valid, 0);
     EXPECT_EQ(i.secure, security_off);
-    EXPECT_EQ(i.is_present(), 0);
-    EXPECT_EQ(i.is_defaultable(), 0);
-    EXPECT_EQ(i.is_optional(), 0);
-    EXPECT_EQ(i.is_encoding_valid(), 0);
+    EXPECT_EQ(state_summary(i), "present 0, optional 0, defaultable 0, cached 0");
     EXPECT_EQ(i.get_parent(), nullptr);
     EXPECT_EQ(i.get_default_value(), nullptr);
 }
 
 TEST(QbAsnInteger, constructor_keeps_security_setting) {
     qb_asn_integer i(security_on);
-    EXPECT_EQ(i.secure, security_on);
-    EXPECT_EQ(i.encoding.security, security_on);
+    expect_secure(i, security_on);
 }
 
 TEST(QbAsnInteger, set_secure_stores_own_copy_and_passes_on) {
     qb_asn_integer i(security_off);
     i.set_secure(security_on);
-    EXPECT_EQ(i.secure, security_on);
-    EXPECT_EQ(i.security, security_on);
-    EXPECT_EQ(i.encoding.security, security_on);
+    expect_security(i, security_on);
     i.set_secure(security_off);
-    EXPECT_EQ(i.secure, security_off);
-    EXPECT_EQ(i.security, security_off);
-    EXPECT_EQ(i.encoding.security, security_off);
+    expect_security(i, security_off);
 }
 
 TEST(QbAsnInteger, refuses_constructed_and_indefinite_forms) {
     {
         qb_asn_integer i(security_off);
-        unsigned int left = 0, consumed = 0;
-        EXPECT_EQ(read_frame(i, hex("22 03 02 01 05"), left, consumed), 0x1065219Eu);
-        EXPECT_EQ(consumed, 0u);
-        EXPECT_EQ(left, 5u);
+        EXPECT_TRUE(reads(i, hex("22 03 02 01 05"), 0x1065219Eu, 0u));
         EXPECT_EQ(i.is_present(), 0);
     }
     {
         qb_asn_integer i(security_off);
-        unsigned int left = 0, consumed = 0;
-        EXPECT_EQ(read_frame(i, hex("02 80 05 00 00"), left, consumed), 0x1065219Du);
-        EXPECT_EQ(consumed, 0u);
+        EXPECT_TRUE(reads(i, hex("02 80 05 00 00"), 0x1065219Du, 0u));
         EXPECT_EQ(i.is_present(), 0);
     }
 }
@@ -159,19 +128,15 @@ TEST(QbAsnInteger, set_value_long_writes_minimal_twos_complement) {
         EXPECT_EQ(i.is_present(), 1);
         EXPECT_EQ(i.int_valid, 1);
         EXPECT_EQ(i.is_encoding_valid(), 1);
-        EXPECT_EQ(content_of(i), hex(c.content));
-        long out = 0x5A5A;
-        EXPECT_EQ(i.get_value(out), 0u);
-        EXPECT_EQ(out, c.read_back);
+        EXPECT_EQ(integer_octets(i), hex(c.content));
+        EXPECT_EQ(int_value(i), c.read_back);
 
         // The frame carries exactly those content octets.
         Bytes frame = hex("02");
         const Bytes content = hex(c.content);
         frame.push_back(static_cast<unsigned char>(content.size()));
         frame.insert(frame.end(), content.begin(), content.end());
-        const Written w = write_frame(i);
-        EXPECT_EQ(w.rc, 0u);
-        EXPECT_EQ(w.bytes, frame);
+        EXPECT_EQ(write_bytes(i), frame);
     }
 }
 
@@ -179,8 +144,8 @@ TEST(QbAsnInteger, set_value_long_replaces_previous_octets) {
     qb_asn_integer i(security_off);
     i.set_value(0x7FFFFFFFL);
     i.set_value(5L);
-    EXPECT_EQ(content_of(i), hex("05"));
-    EXPECT_EQ(write_frame(i).bytes, hex("02 01 05"));
+    EXPECT_EQ(integer_octets(i), hex("05"));
+    EXPECT_EQ(write_bytes(i), hex("02 01 05"));
 }
 
 TEST(QbAsnInteger, set_value_long_sets_int_valid_after_oversized_decode) {
@@ -189,15 +154,12 @@ TEST(QbAsnInteger, set_value_long_sets_int_valid_after_oversized_decode) {
     ASSERT_EQ(i.int_valid, 0);
     i.set_value(-2L);
     EXPECT_EQ(i.int_valid, 1);
-    long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, -2L);
-    EXPECT_EQ(content_of(i), hex("FE"));
+    EXPECT_EQ(int_value(i), -2L);
+    EXPECT_EQ(integer_octets(i), hex("FE"));
 }
 
 struct DecodeCase {
-    const char* name;
-    const char* content;
+    const char *name, *content;
     int int_valid;
     long value;  // meaningful when int_valid
 };
@@ -240,21 +202,8 @@ TEST(QbAsnInteger, decode_table) {
         frame.push_back(0xAA);  // data after the frame stays in the view
 
         qb_asn_integer i(security_off);
-        unsigned int left = 0, consumed = 0;
-        EXPECT_EQ(read_frame(i, frame, left, consumed), 0u);  // no length is rejected
-        EXPECT_EQ(left, 1u);
-        EXPECT_EQ(consumed, frame.size() - 1);
-        EXPECT_EQ(i.is_present(), 1);
-        EXPECT_EQ(i.int_valid, c.int_valid);
-        EXPECT_EQ(content_of(i), content);
-        long out = 0x5A5A;
-        if (c.int_valid) {
-            EXPECT_EQ(i.get_value(out), 0u);
-            EXPECT_EQ(out, c.value);
-        } else {
-            EXPECT_EQ(i.get_value(out), 0x10652199u);
-            EXPECT_EQ(out, 0x5A5A);
-        }
+        EXPECT_TRUE(reads(i, frame, 0u, frame.size() - 1));  // no length is rejected
+        expect_integer(i, content, c.int_valid, c.value);
     }
 }
 
@@ -264,25 +213,14 @@ TEST(QbAsnInteger, set_value_bytes_reads_the_same_way) {
         const Bytes content = hex(c.content);
         qb_asn_integer i(security_off);
         EXPECT_EQ(i.set_value(content.data(), static_cast<unsigned int>(content.size())), 0u);
-        EXPECT_EQ(i.is_present(), 1);
-        EXPECT_EQ(i.int_valid, c.int_valid);
-        EXPECT_EQ(content_of(i), content);
-        long out = 0x5A5A;
-        if (c.int_valid) {
-            EXPECT_EQ(i.get_value(out), 0u);
-            EXPECT_EQ(out, c.value);
-        } else {
-            EXPECT_EQ(i.get_value(out), 0x10652199u);
-            EXPECT_EQ(out, 0x5A5A);
-        }
+        expect_integer(i, content, c.int_valid, c.value);
     }
 }
 
 TEST(QbAsnInteger, long_content_with_leading_zero_keeps_last_four_octets_quirk) {
     // Deliberate: octets between the leading 00 and the last four are dropped without error.
     struct Case {
-        const char* name;
-        const char* frame;
+        const char *name, *frame;
         long value;
     } const cases[] = {
         {"six octets", "02 06 00 12 34 56 78 9A", 0x3456789AL},
@@ -296,9 +234,7 @@ TEST(QbAsnInteger, long_content_with_leading_zero_keeps_last_four_octets_quirk) 
         qb_asn_integer i(security_off);
         ASSERT_EQ(read_frame(i, hex(c.frame)), 0u);
         EXPECT_EQ(i.int_valid, 1);
-        long out = 0;
-        EXPECT_EQ(i.get_value(out), 0u);
-        EXPECT_EQ(out, c.value);
+        EXPECT_EQ(int_value(i), c.value);
     }
 }
 
@@ -308,15 +244,10 @@ TEST(QbAsnInteger, oversized_content_keeps_bytes_and_refuses_long) {
     ASSERT_EQ(read_frame(i, hex("02 05 01 00 00 00 00")), 0u);
     EXPECT_EQ(i.int_valid, 0);
     EXPECT_EQ(i.value, 42L);  // update_int_val leaves `value` alone when it stops early
-    long out = 0x5A5A;
-    EXPECT_EQ(i.get_value(out), 0x10652199u);
-    EXPECT_EQ(out, 0x5A5A);
-    unsigned char* p = nullptr;
-    unsigned int n = 0;
-    EXPECT_EQ(i.get_value(p, n), 0u);
-    EXPECT_EQ(bytes_of(p, n), hex("01 00 00 00 00"));
+    expect_long_refused(i, 0x10652199u);
+    EXPECT_EQ(integer_octets(i), hex("01 00 00 00 00"));
     // The octets still travel.
-    EXPECT_EQ(write_frame(i).bytes, hex("02 05 01 00 00 00 00"));
+    EXPECT_EQ(write_bytes(i), hex("02 05 01 00 00 00 00"));
 }
 
 TEST(QbAsnInteger, decode_clears_int_valid_and_recomputes) {
@@ -325,10 +256,8 @@ TEST(QbAsnInteger, decode_clears_int_valid_and_recomputes) {
     ASSERT_EQ(i.int_valid, 0);
     ASSERT_EQ(read_frame(i, hex("02 01 07")), 0u);
     EXPECT_EQ(i.int_valid, 1);
-    long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 7L);
-    EXPECT_EQ(content_of(i), hex("07"));
+    EXPECT_EQ(int_value(i), 7L);
+    EXPECT_EQ(integer_octets(i), hex("07"));
 }
 
 TEST(QbAsnInteger, zero_length_content_decodes_to_zero_and_writes_back_empty) {
@@ -336,34 +265,27 @@ TEST(QbAsnInteger, zero_length_content_decodes_to_zero_and_writes_back_empty) {
     ASSERT_EQ(i.set_value(99L), 0u);
     ASSERT_EQ(read_frame(i, hex("02 00")), 0u);
     EXPECT_EQ(i.int_valid, 1);
-    long out = 0x5A5A;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 0L);
-    EXPECT_EQ(content_of(i), Bytes{});
-    EXPECT_EQ(write_frame(i).bytes, hex("02 00"));
+    EXPECT_EQ(int_value(i), 0L);
+    EXPECT_EQ(integer_octets(i), Bytes{});
+    EXPECT_EQ(write_bytes(i), hex("02 00"));
 }
 
 TEST(QbAsnInteger, decoded_value_is_written_back) {
     qb_asn_integer i(security_off);
     ASSERT_EQ(read_frame(i, hex("02 02 00 80")), 0u);
-    const Written w = write_frame(i);
-    EXPECT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex("02 02 00 80"));
+    EXPECT_EQ(write_bytes(i), hex("02 02 00 80"));
 }
 
 TEST(QbAsnInteger, decode_value_called_directly) {
     qb_asn_integer i(security_off);
-    Bytes in = hex("12 34 56");
-    qb_r_buffer_t r(in.data(), 3);
-    EXPECT_EQ(i.decode_value(r, 2), 0u);
-    EXPECT_EQ(r.remaining, 1u);
-    EXPECT_EQ(r.cursor, in.data() + 2);
+    const auto res = decode_content(i, hex("12 34 56"), 2);
+    EXPECT_EQ(res.rc, 0u);
+    EXPECT_EQ(res.consumed, 2u);
+    EXPECT_EQ(res.remaining, 1u);
     EXPECT_EQ(i.is_present(), 1);
     EXPECT_EQ(i.is_encoding_valid(), 1);
     EXPECT_EQ(i.int_valid, 1);
-    long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 0x1234L);
+    EXPECT_EQ(int_value(i), 0x1234L);
 }
 
 TEST(QbAsnInteger, encode_value_writes_nothing) {
@@ -376,26 +298,20 @@ TEST(QbAsnInteger, encode_value_writes_nothing) {
 
 TEST(QbAsnInteger, set_value_bytes_keeps_octets_as_given) {
     qb_asn_integer i(security_off);
-    const Bytes nonminimal = hex("00 00 05");
-    ASSERT_EQ(i.set_value(nonminimal.data(), 3), 0u);
+    ASSERT_EQ(set_hex(i, "00 00 05", 3), 0u);
     EXPECT_EQ(i.is_encoding_valid(), 1);
-    EXPECT_EQ(content_of(i), hex("00 00 05"));
-    EXPECT_EQ(write_frame(i).bytes, hex("02 03 00 00 05"));
-    long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 5L);
+    EXPECT_EQ(integer_octets(i), hex("00 00 05"));
+    EXPECT_EQ(write_bytes(i), hex("02 03 00 00 05"));
+    EXPECT_EQ(int_value(i), 5L);
 }
 
 TEST(QbAsnInteger, set_value_bytes_resets_value_first) {
     qb_asn_integer i(security_off);
     ASSERT_EQ(i.set_value(42L), 0u);
-    const Bytes big = hex("01 00 00 00 00");
-    ASSERT_EQ(i.set_value(big.data(), 5), 0u);
+    ASSERT_EQ(set_hex(i, "01 00 00 00 00", 5), 0u);
     EXPECT_EQ(i.int_valid, 0);
     EXPECT_EQ(i.value, 0L);
-    long out = 0x5A5A;
-    EXPECT_EQ(i.get_value(out), 0x10652199u);
-    EXPECT_EQ(out, 0x5A5A);
+    expect_long_refused(i, 0x10652199u);
 }
 
 TEST(QbAsnInteger, set_value_bytes_empty_and_null) {
@@ -403,35 +319,22 @@ TEST(QbAsnInteger, set_value_bytes_empty_and_null) {
     EXPECT_EQ(i.set_value(nullptr, 0), 0u);
     EXPECT_EQ(i.is_present(), 1);
     EXPECT_EQ(i.int_valid, 1);
-    long out = 0x5A5A;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 0L);
-    EXPECT_EQ(write_frame(i).bytes, hex("02 00"));
+    EXPECT_EQ(int_value(i), 0L);
+    EXPECT_EQ(write_bytes(i), hex("02 00"));
 
-    qb_asn_integer j(security_off);
-    EXPECT_EQ(j.set_value(nullptr, 3), 0x1065219Cu);
-    EXPECT_EQ(j.is_present(), 0);
+    expect_null_refused<qb_asn_integer>(3);
 }
 
 TEST(QbAsnInteger, get_value_absent_without_default) {
     qb_asn_integer i(security_off);
-    long out = 0x5A5A;
-    EXPECT_EQ(i.get_value(out), 0x106521A0u);
-    EXPECT_EQ(out, 0x5A5A);
-    unsigned char marker = 0;
-    unsigned char* p = &marker;
-    unsigned int n = 77;
-    EXPECT_EQ(i.get_value(p, n), 0x106521A0u);
-    EXPECT_EQ(p, &marker);
-    EXPECT_EQ(n, 77u);
+    expect_long_refused(i, 0x106521A0u);
+    expect_absent_getter(i);
 }
 
 TEST(QbAsnInteger, optional_absent_is_still_refused_by_get_value) {
     qb_asn_integer i(security_off);
     i.set_optional(1);
-    long out = 0x5A5A;
-    EXPECT_EQ(i.get_value(out), 0x106521A0u);
-    EXPECT_EQ(out, 0x5A5A);
+    expect_long_refused(i, 0x106521A0u);
 }
 
 TEST(QbAsnInteger, absent_member_with_default_answers_with_default) {
@@ -439,43 +342,24 @@ TEST(QbAsnInteger, absent_member_with_default_answers_with_default) {
     ASSERT_EQ(i.set_default_value(7L), 0u);
     EXPECT_EQ(i.is_defaultable(), 1);
     EXPECT_EQ(i.is_present(), 0);
-    long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 7L);
-    unsigned char* p = nullptr;
-    unsigned int n = 0;
-    EXPECT_EQ(i.get_value(p, n), 0u);
-    EXPECT_EQ(bytes_of(p, n), hex("07"));
+    EXPECT_EQ(int_value(i), 7L);
     // The octets are the default's own storage.
-    unsigned char* dp = nullptr;
-    unsigned int dn = 0;
-    auto* d = dynamic_cast<qb_asn_integer*>(i.get_default_value());
-    ASSERT_NE(d, nullptr);
-    ASSERT_EQ(d->get_value(dp, dn), 0u);
-    EXPECT_EQ(p, dp);
+    expect_default_octets(i, i.get_default_value(), "07");
 }
 
 TEST(QbAsnInteger, absent_member_passes_on_the_defaults_refusal) {
     qb_asn_integer i(security_off);
-    const Bytes big = hex("01 00 00 00 00");
-    ASSERT_EQ(i.set_default_value(big.data(), 5), 0u);
-    long out = 0x5A5A;
-    EXPECT_EQ(i.get_value(out), 0x10652199u);
-    EXPECT_EQ(out, 0x5A5A);
-    unsigned char* p = nullptr;
-    unsigned int n = 0;
-    EXPECT_EQ(i.get_value(p, n), 0u);
-    EXPECT_EQ(bytes_of(p, n), hex("01 00 00 00 00"));
+    ASSERT_EQ(set_default_hex(i, "01 00 00 00 00", 5), 0u);
+    expect_long_refused(i, 0x10652199u);
+    EXPECT_EQ(integer_octets(i), hex("01 00 00 00 00"));
 }
 
 TEST(QbAsnInteger, present_value_wins_over_default) {
     qb_asn_integer i(security_off);
     ASSERT_EQ(i.set_default_value(7L), 0u);
     ASSERT_EQ(i.set_value(-3L), 0u);
-    long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, -3L);
-    EXPECT_EQ(content_of(i), hex("FD"));
+    EXPECT_EQ(int_value(i), -3L);
+    EXPECT_EQ(integer_octets(i), hex("FD"));
 }
 
 TEST(QbAsnInteger, set_default_value_long_uses_current_tag_and_class) {
@@ -493,24 +377,21 @@ TEST(QbAsnInteger, set_default_value_long_uses_current_tag_and_class) {
     long out = 0;
     EXPECT_EQ(d->get_value(out), 0u);
     EXPECT_EQ(out, 300L);
-    EXPECT_EQ(content_of(*d), hex("01 2C"));
+    EXPECT_EQ(integer_octets(*d), hex("01 2C"));
 }
 
 TEST(QbAsnInteger, set_default_value_bytes_uses_current_tag_and_class) {
     qb_asn_integer i(security_off);
     i.set_tag(31);
     i.set_class(1);
-    const Bytes raw = hex("00 00 7F");
-    ASSERT_EQ(i.set_default_value(raw.data(), 3), 0u);
+    ASSERT_EQ(set_default_hex(i, "00 00 7F", 3), 0u);
     auto* d = dynamic_cast<qb_asn_integer*>(i.get_default_value());
     ASSERT_NE(d, nullptr);
     EXPECT_EQ(d->get_tag(), 31u);
     EXPECT_EQ(d->get_class(), 1);
     EXPECT_EQ(d->get_parent(), &i);
-    EXPECT_EQ(content_of(*d), hex("00 00 7F"));  // kept as given
-    long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 127L);
+    EXPECT_EQ(integer_octets(*d), hex("00 00 7F"));  // kept as given
+    EXPECT_EQ(int_value(i), 127L);
 }
 
 TEST(QbAsnInteger, set_default_value_object_and_replacement) {
@@ -523,8 +404,7 @@ TEST(QbAsnInteger, set_default_value_object_and_replacement) {
     EXPECT_EQ(i.is_defaultable(), 1);
     ASSERT_EQ(i.set_default_value(2L), 0u);  // the first default is released
     long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 2L);
+    EXPECT_EQ(int_value(i), 2L);
     ASSERT_EQ(i.set_default_value(static_cast<qb_asn_object*>(nullptr)), 0u);
     EXPECT_EQ(i.is_defaultable(), 0);
     EXPECT_EQ(i.get_default_value(), nullptr);
@@ -534,7 +414,7 @@ TEST(QbAsnInteger, set_default_value_object_and_replacement) {
 TEST(QbAsnInteger, value_equal_to_default_is_not_written) {
     qb_asn_integer i(security_off);
     ASSERT_EQ(i.set_default_value(5L), 0u);
-    Written w = write_frame(i);  // absent and defaultable
+    auto w = write_frame(i);  // absent and defaultable
     EXPECT_EQ(w.rc, 0u);
     EXPECT_TRUE(w.bytes.empty());
     i.set_value(5L);
@@ -542,40 +422,30 @@ TEST(QbAsnInteger, value_equal_to_default_is_not_written) {
     EXPECT_EQ(w.rc, 0u);
     EXPECT_TRUE(w.bytes.empty());
     i.set_value(6L);
-    w = write_frame(i);
-    EXPECT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex("02 01 06"));
+    EXPECT_EQ(write_bytes(i), hex("02 01 06"));
     // Equality is on content octets: 00 05 is not the default's 05.
-    const Bytes padded = hex("00 05");
-    i.set_value(padded.data(), 2);
-    w = write_frame(i);
-    EXPECT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex("02 02 00 05"));
+    set_hex(i, "00 05", 2);
+    EXPECT_EQ(write_bytes(i), hex("02 02 00 05"));
 }
 
 TEST(QbAsnInteger, absent_mandatory_write_fails_and_leaves_output) {
     qb_asn_integer i(security_off);
-    qb_buffer_t out(security_off);
-    out.append(static_cast<unsigned char>(0xEE));
-    EXPECT_EQ(i.asnwrite(out), 0x106521A0u);
-    EXPECT_EQ(bytes_of(out.data, out.length()), hex("EE"));
+    const auto w = append_to("EE", [&](qb_buffer_t& out) { return i.asnwrite(out); });
+    EXPECT_EQ(w.rc, 0x106521A0u);
+    EXPECT_EQ(w.bytes, hex("EE"));
 }
 
 TEST(QbAsnInteger, set_tag_and_class_keep_the_value_octets) {
     qb_asn_integer i(security_off);
     ASSERT_EQ(i.set_value(5L), 0u);
-    ASSERT_EQ(write_frame(i).bytes, hex("02 01 05"));
+    ASSERT_EQ(write_bytes(i), hex("02 01 05"));
     ASSERT_EQ(i.is_encoding_valid(), 1);
     i.set_tag(7);
     EXPECT_EQ(i.is_encoding_valid(), 0);
     i.set_class(2);
-    Written w = write_frame(i);
-    EXPECT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex("87 01 05"));
+    EXPECT_EQ(write_bytes(i), hex("87 01 05"));
     EXPECT_EQ(i.is_encoding_valid(), 1);
-    long out = 0;
-    EXPECT_EQ(i.get_value(out), 0u);
-    EXPECT_EQ(out, 5L);
+    EXPECT_EQ(int_value(i), 5L);
 }
 
 TEST(QbAsnInteger, decoded_value_survives_set_tag) {
@@ -583,9 +453,9 @@ TEST(QbAsnInteger, decoded_value_survives_set_tag) {
     ASSERT_EQ(read_frame(i, hex("02 02 FF 7F")), 0u);
     i.set_tag(3);
     i.set_class(2);
-    EXPECT_EQ(write_frame(i).bytes, hex("83 02 FF 7F"));
+    EXPECT_EQ(write_bytes(i), hex("83 02 FF 7F"));
     i.set_optional(1);  // also an invalidation that leaves it present
-    EXPECT_EQ(write_frame(i).bytes, hex("83 02 FF 7F"));
+    EXPECT_EQ(write_bytes(i), hex("83 02 FF 7F"));
 }
 
 TEST(QbAsnInteger, setters_invalidate_parent_encoding) {
@@ -593,63 +463,50 @@ TEST(QbAsnInteger, setters_invalidate_parent_encoding) {
     qb_asn_integer i(security_off);
     ASSERT_EQ(seq.register_child(&i), 0u);
     ASSERT_EQ(i.set_value(1L), 0u);
-    ASSERT_EQ(write_frame(seq).bytes, hex("30 03 02 01 01"));
+    ASSERT_EQ(write_bytes(seq), hex("30 03 02 01 01"));
     ASSERT_EQ(seq.is_encoding_valid(), 1);
 
     ASSERT_EQ(i.set_value(0x80L), 0u);
     EXPECT_EQ(seq.is_encoding_valid(), 0);
-    EXPECT_EQ(write_frame(seq).bytes, hex("30 04 02 02 00 80"));
+    EXPECT_EQ(write_bytes(seq), hex("30 04 02 02 00 80"));
 
     ASSERT_EQ(seq.is_encoding_valid(), 1);
-    const Bytes raw = hex("FF FF");
-    ASSERT_EQ(i.set_value(raw.data(), 2), 0u);
+    ASSERT_EQ(set_hex(i, "FF FF", 2), 0u);
     EXPECT_EQ(seq.is_encoding_valid(), 0);
-    EXPECT_EQ(write_frame(seq).bytes, hex("30 04 02 02 FF FF"));
+    EXPECT_EQ(write_bytes(seq), hex("30 04 02 02 FF FF"));
 }
 
 TEST(QbAsnInteger, decode_inside_sequence) {
     qb_asn_sequence seq(security_off);
-    qb_asn_integer a(security_off);
-    qb_asn_integer b(security_off);
-    seq.register_child(&a);
-    seq.register_child(&b);
+    qb_asn_integer a(security_off), b(security_off);
+    register_all(seq, {&a, &b});
     ASSERT_EQ(read_frame(seq, hex("30 07 02 01 80 02 02 01 00")), 0u);
     long out = 0;
-    EXPECT_EQ(a.get_value(out), 0u);
-    EXPECT_EQ(out, -128L);
+    EXPECT_EQ(int_value(a), -128L);
     EXPECT_EQ(b.get_value(out), 0u);
     EXPECT_EQ(out, 256L);
-    EXPECT_EQ(write_frame(seq).bytes, hex("30 07 02 01 80 02 02 01 00"));
+    EXPECT_EQ(write_bytes(seq), hex("30 07 02 01 80 02 02 01 00"));
 }
 
 // ---------------------------------------------------------------- BOOLEAN
 
 TEST(QbAsnBoolean, constructor_settings) {
     qb_asn_boolean b(security_off);
-    EXPECT_STREQ(b.get_type_name(), "BOOLEAN");
-    EXPECT_EQ(b.get_tag(), 1u);
-    EXPECT_EQ(b.get_class(), 0);
-    EXPECT_EQ(b.encoding_primitive_permitted(), 1);
-    EXPECT_EQ(b.encoding_constructed_permitted(), 0);
-    EXPECT_EQ(b.encoding_indefinite_permitted(), 0);
+    EXPECT_EQ(type_summary(b), "BOOLEAN 1/0 P--");
     EXPECT_EQ(b.is_present(), 0);
     EXPECT_EQ(b.is_defaultable(), 0);
 }
 
 TEST(QbAsnBoolean, refuses_constructed_and_indefinite_forms) {
     qb_asn_boolean b(security_off);
-    unsigned int left = 0, consumed = 0;
-    EXPECT_EQ(read_frame(b, hex("21 03 01 01 FF"), left, consumed), 0x1065219Eu);
-    EXPECT_EQ(consumed, 0u);
-    EXPECT_EQ(read_frame(b, hex("01 80 FF 00 00"), left, consumed), 0x1065219Du);
-    EXPECT_EQ(consumed, 0u);
+    EXPECT_TRUE(reads(b, hex("21 03 01 01 FF"), 0x1065219Eu, 0u));
+    EXPECT_TRUE(reads(b, hex("01 80 FF 00 00"), 0x1065219Du, 0u));
     EXPECT_EQ(b.is_present(), 0);
 }
 
 TEST(QbAsnBoolean, decode_table) {
     struct Case {
-        const char* name;
-        const char* frame;
+        const char *name, *frame;
         unsigned int status;
         int value;
     } const cases[] = {
@@ -718,9 +575,7 @@ TEST(QbAsnBoolean, encode_table) {
         qb_asn_boolean b(security_off);
         EXPECT_EQ(b.set_value(c.value), 0u);
         EXPECT_EQ(b.is_present(), 1);
-        const Written w = write_frame(b);
-        EXPECT_EQ(w.rc, 0u);
-        EXPECT_EQ(w.bytes, hex(c.frame));
+        EXPECT_EQ(write_bytes(b), hex(c.frame));
         int out = 0x5A;
         EXPECT_EQ(b.get_value(out), 0u);
         EXPECT_EQ(out, c.read_back);  // stored as given
@@ -730,10 +585,9 @@ TEST(QbAsnBoolean, encode_table) {
 TEST(QbAsnBoolean, encode_value_appends_one_octet) {
     qb_asn_boolean b(security_off);
     b.set_value(3);
-    qb_buffer_t out(security_off);
-    out.append(static_cast<unsigned char>(0x11));
-    EXPECT_EQ(b.encode_value(out), 0u);
-    EXPECT_EQ(bytes_of(out.data, out.length()), hex("11 FF"));
+    const auto w = append_to("11", [&](qb_buffer_t& out) { return b.encode_value(out); });
+    EXPECT_EQ(w.rc, 0u);
+    EXPECT_EQ(w.bytes, hex("11 FF"));
 }
 
 TEST(QbAsnBoolean, get_value_absent_and_default) {
@@ -780,13 +634,11 @@ TEST(QbAsnBoolean, value_equal_to_default_is_not_written) {
     ASSERT_EQ(b.set_default_value(1), 0u);
     EXPECT_TRUE(write_frame(b).bytes.empty());
     b.set_value(5);  // written as FF, the default's octet too
-    Written w = write_frame(b);
+    auto w = write_frame(b);
     EXPECT_EQ(w.rc, 0u);
     EXPECT_TRUE(w.bytes.empty());
     b.set_value(0);
-    w = write_frame(b);
-    EXPECT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex("01 01 00"));
+    EXPECT_EQ(write_bytes(b), hex("01 01 00"));
 }
 
 TEST(QbAsnBoolean, set_value_invalidates_parent_encoding) {
@@ -794,24 +646,19 @@ TEST(QbAsnBoolean, set_value_invalidates_parent_encoding) {
     qb_asn_boolean b(security_off);
     seq.register_child(&b);
     b.set_value(0);
-    ASSERT_EQ(write_frame(seq).bytes, hex("30 03 01 01 00"));
+    ASSERT_EQ(write_bytes(seq), hex("30 03 01 01 00"));
     ASSERT_EQ(seq.is_encoding_valid(), 1);
     b.set_value(1);
     EXPECT_EQ(seq.is_encoding_valid(), 0);
     EXPECT_EQ(b.is_encoding_valid(), 0);
-    EXPECT_EQ(write_frame(seq).bytes, hex("30 03 01 01 FF"));
+    EXPECT_EQ(write_bytes(seq), hex("30 03 01 01 FF"));
 }
 
 // ---------------------------------------------------------------- NULL
 
 TEST(QbAsnNull, constructor_settings) {
     qb_asn_null n(security_off);
-    EXPECT_STREQ(n.get_type_name(), "NULL");
-    EXPECT_EQ(n.get_tag(), 5u);
-    EXPECT_EQ(n.get_class(), 0);
-    EXPECT_EQ(n.encoding_primitive_permitted(), 1);
-    EXPECT_EQ(n.encoding_constructed_permitted(), 0);
-    EXPECT_EQ(n.encoding_indefinite_permitted(), 0);
+    EXPECT_EQ(type_summary(n), "NULL 5/0 P--");
     EXPECT_EQ(n.is_present(), 1);
     EXPECT_EQ(n.is_valid(0), 1);
 }
@@ -831,45 +678,38 @@ TEST(QbAsnNull, always_present_and_valid) {
 
 TEST(QbAsnNull, writes_05_00) {
     qb_asn_null n(security_off);
-    Written w = write_frame(n);
+    auto w = write_frame(n);
     EXPECT_EQ(w.rc, 0u);
     EXPECT_EQ(w.bytes, hex("05 00"));
     n.set_optional(1);  // optional yet present: still written
-    w = write_frame(n);
-    EXPECT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex("05 00"));
+    EXPECT_EQ(write_bytes(n), hex("05 00"));
 }
 
 TEST(QbAsnNull, decode_table) {
-    struct Case {
-        const char* name;
-        const char* frame;
-        unsigned int status;
-        unsigned int consumed;
-    } const cases[] = {
-        {"empty content", "05 00 AA", 0x00000000, 2},
-        {"one octet", "05 01 00 AA", 0x1065219B, 0},
-        {"two octets", "05 02 00 00 AA", 0x1065219B, 0},
-        {"constructed", "25 00 AA", 0x1065219E, 0},
-        {"other tag", "04 00 AA", 0x106521A4, 0},
+    // Each input ends with AA after the frame: read, the view stands on it.
+    const read_case cases[] = {
+        {"empty content", "05 00 AA", 0x00000000},
+        {"one octet", "05 01 00 AA", 0x1065219B},
+        {"two octets", "05 02 00 00 AA", 0x1065219B},
+        {"constructed", "25 00 AA", 0x1065219E},
+        {"other tag", "04 00 AA", 0x106521A4},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         qb_asn_null n(security_off);
-        unsigned int left = 0, consumed = 0;
-        EXPECT_EQ(read_frame(n, hex(c.frame), left, consumed), c.status);
-        EXPECT_EQ(consumed, c.consumed);
+        const Bytes in = hex(c.hex);
+        EXPECT_TRUE(reads(n, in, c.status, c.status == 0 ? in.size() - 1 : 0));
     }
 }
 
 TEST(QbAsnNull, decode_value_consumes_nothing) {
     qb_asn_null n(security_off);
-    Bytes in = hex("00 AA");
-    qb_r_buffer_t r(in.data(), 2);
-    EXPECT_EQ(n.decode_value(r, 0), 0u);
-    EXPECT_EQ(r.remaining, 2u);
-    EXPECT_EQ(n.decode_value(r, 1), 0x1065219Bu);
-    EXPECT_EQ(r.remaining, 2u);
+    for (const auto& [len, status] : {std::pair<unsigned int, unsigned int>{0, 0}, {1, 0x1065219B}}) {
+        SCOPED_TRACE(len);
+        const auto res = decode_content(n, hex("00 AA"), len);
+        EXPECT_EQ(res.rc, status);
+        EXPECT_EQ(res.remaining, 2u);
+    }
     qb_buffer_t out(security_off);
     EXPECT_EQ(n.encode_value(out), 0u);
     EXPECT_EQ(out.length(), 0u);
@@ -879,19 +719,16 @@ TEST(QbAsnNull, inside_a_sequence) {
     qb_asn_sequence seq(security_off);
     qb_asn_integer i(security_off);
     qb_asn_null n(security_off);
-    seq.register_child(&i);
-    seq.register_child(&n);
+    register_all(seq, {&i, &n});
     i.set_value(1L);
-    EXPECT_EQ(write_frame(seq).bytes, hex("30 05 02 01 01 05 00"));
+    EXPECT_EQ(write_bytes(seq), hex("30 05 02 01 01 05 00"));
 
     qb_asn_sequence only(security_off);
     qb_asn_null m(security_off);
     only.register_child(&m);
     EXPECT_EQ(only.is_present(), 1);
-    EXPECT_EQ(write_frame(only).bytes, hex("30 02 05 00"));
+    EXPECT_EQ(write_bytes(only), hex("30 02 05 00"));
     EXPECT_EQ(read_frame(only, hex("30 02 05 00")), 0u);
     EXPECT_EQ(only.is_present(), 1);
-    unsigned int left = 0, consumed = 0;
-    EXPECT_EQ(read_frame(only, hex("30 03 05 01 00"), left, consumed), 0x1065219Bu);
-    EXPECT_EQ(consumed, 0u);
+    EXPECT_TRUE(reads(only, hex("30 03 05 01 00"), 0x1065219Bu, 0u));
 }

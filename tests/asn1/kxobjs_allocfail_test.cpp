@@ -29,13 +29,16 @@
 #include "asn1/asn1.h"
 #include "asn1/asn_kxobjs.h"
 #include "asn1/asnbase.h"
+#include "support/buffers.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
 #include "support/leak_check.h"
+#include "support/stderr_tap.h"
 
 namespace {
 
 using bytes_t = std::vector<unsigned char>;
+using qb_test::LeakChecked, qb_test::malloc_text;
 
 constexpr unsigned int kCert = 259;
 constexpr unsigned int kList = 260;
@@ -46,7 +49,6 @@ constexpr long kSweepLimit = 2000;
 
 // ---- leak check per test ----
 
-using qb_test::LeakChecked;
 
 class QbasnEncodeObjOutOfMemory : public LeakChecked {};
 class QbasnDecodeObjOutOfMemory : public LeakChecked {};
@@ -71,12 +73,6 @@ struct reference {
     std::string line;  // the line a boundary prints for the exception, when one came
 };
 
-std::string exception_line(const qb_asn_exception& e) {
-    char text[512];
-    std::snprintf(text, sizeof text, "Exception: %s [%8.8x] in %s at line %d\n", e.message, e.code, e.file, e.line);
-    return text;
-}
-
 template <class F>
 reference run_reference(long n, F&& f) {
     reference r;
@@ -87,7 +83,7 @@ reference run_reference(long n, F&& f) {
     } catch (const qb_asn_exception& e) {
         r.threw = true;
         r.rc = static_cast<int>(e.code);
-        r.line = exception_line(e);
+        r.line = qb_test::exception_line(e.message, e.code, e.file, e.line);
     }
     return r;
 }
@@ -147,7 +143,7 @@ int tree_boundary(F&& f) {
     try {
         return f();
     } catch (const qb_asn_exception& e) {
-        std::fputs(exception_line(e).c_str(), stderr);
+        std::fputs(qb_test::exception_line(e.message, e.code, e.file, e.line).c_str(), stderr);
         return static_cast<int>(e.code);
     }
 }
@@ -544,16 +540,9 @@ TEST_F(QbAsnKxobjUpdateListTOutOfMemory, set_value_every_allocation_returns_or_t
 
 // ==== what the free functions release ====
 
-char* text(const char* s) {
-    const size_t n = std::strlen(s) + 1;
-    auto* p = static_cast<char*>(std::malloc(n));
-    std::memcpy(p, s, n);
-    return p;
-}
-
 TEST_F(QbasnObjFreeBlocks, cert_request_frees_body_by_length_not_pointer_quirk) {
-    char* a = text("a");
-    char* b = text("b");
+    char* a = malloc_text("a");
+    char* b = malloc_text("b");
     auto* body = static_cast<unsigned char*>(std::malloc(4));
     cert_request_in r = {a, b, 0, body};
     std::vector<void*> freed;
@@ -565,8 +554,8 @@ TEST_F(QbasnObjFreeBlocks, cert_request_frees_body_by_length_not_pointer_quirk) 
     EXPECT_EQ(freed, (std::vector<void*>{a, b}));  // body_len 0: the body is left alone
     std::free(body);
 
-    a = text("a");
-    b = text("b");
+    a = malloc_text("a");
+    b = malloc_text("b");
     body = static_cast<unsigned char*>(std::malloc(4));
     r = {a, b, 4, body};
     {
@@ -579,8 +568,8 @@ TEST_F(QbasnObjFreeBlocks, cert_request_frees_body_by_length_not_pointer_quirk) 
 
 TEST_F(QbasnObjFreeBlocks, update_list_frees_texts_then_the_array) {
     auto* items = static_cast<kxobj_update_s_t*>(std::malloc(3 * sizeof(kxobj_update_s_t)));
-    char* t0 = text("x");
-    char* t2 = text("yz");
+    char* t0 = malloc_text("x");
+    char* t2 = malloc_text("yz");
     items[0] = {1, t0, 2};
     items[1] = {3, nullptr, 4};
     items[2] = {5, t2, 6};

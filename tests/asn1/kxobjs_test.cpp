@@ -17,6 +17,8 @@
 #include "asn1/asn_kxobjs.h"
 #include "asn1/asnbase.h"
 #include "asn1/asnrecord.h"
+#include "support/buffers.h"
+#include "support/frames.h"
 #include "support/hex.h"
 
 namespace {
@@ -25,33 +27,7 @@ using bytes_t = std::vector<unsigned char>;
 
 // ---- helpers ----
 
-// save: obj behind the envelope with `version`; the bytes, or empty on failure.
-bytes_t save(qb_asn_object& obj, int version, unsigned int* status = nullptr) {
-    qb_asn_buffer_t out = {0, nullptr};
-    const unsigned int rc = qb_asnbase::saveEncoding(obj, version, out);
-    if (status != nullptr) *status = rc;
-    bytes_t b;
-    if (rc == 0) b.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return b;
-}
-
-// load: bytes into obj with `version`.
-unsigned int load(qb_asn_object& obj, int version, bytes_t bytes) {
-    qb_asn_buffer_t in = {static_cast<unsigned int>(bytes.size()), bytes.data()};
-    return qb_asnbase::loadObject(obj, version, in);
-}
-
-// text: a malloc'ed copy of s (records own their texts).
-char* text(const char* s) {
-    const size_t n = std::strlen(s) + 1;
-    auto* p = static_cast<char*>(std::malloc(n));
-    std::memcpy(p, s, n);
-    return p;
-}
-
-// octets: the n bytes at p as a vector (for comparing bodies).
-bytes_t octets(const unsigned char* p, unsigned int n) { return p == nullptr ? bytes_t{} : bytes_t(p, p + n); }
+using qb_test::bytes_of, qb_test::load_object, qb_test::malloc_text, qb_test::save_encoding;
 
 // ==== qb_asn_kxobj_update_t ====
 
@@ -84,39 +60,39 @@ TEST(QbAsnKxobjUpdateT, set_value_writes_version_then_members) {
     kxobj_update_s_t r = {5, const_cast<char*>("x"), -1};
     ASSERT_EQ(rec.set_value(r), 0);
     // The text 'x' travels with its terminator: 04 02 78 00.
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0D  02 01 01  02 01 05  04 02 78 00  02 01 FF"));
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 0D  02 01 01  02 01 05  04 02 78 00  02 01 FF"));
 }
 
 TEST(QbAsnKxobjUpdateT, null_text_is_the_single_octet_zero) {
     qb_asn_kxobj_update_t rec(security_off);
     kxobj_update_s_t r = {0, nullptr, 0};
     ASSERT_EQ(rec.set_value(r), 0);
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00"));
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00"));
 }
 
 TEST(QbAsnKxobjUpdateT, empty_text_is_the_single_octet_zero) {
     qb_asn_kxobj_update_t rec(security_off);
     kxobj_update_s_t r = {0, const_cast<char*>(""), 0};
     ASSERT_EQ(rec.set_value(r), 0);
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00"));
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00"));
 }
 
 TEST(QbAsnKxobjUpdateT, values_travel_as_32_bits) {
     qb_asn_kxobj_update_t rec(security_off);
     kxobj_update_s_t r = {0x7FFFFFFFL, const_cast<char*>("ab"), -2147483647L - 1};
     ASSERT_EQ(rec.set_value(r), 0);
-    EXPECT_EQ(save(rec, 2),
+    EXPECT_EQ(save_encoding(rec, 2),
               hex("04 02 AC DC 30 14  02 01 01  02 04 7F FF FF FF  04 03 61 62 00  02 04 80 00 00 00"));
 
     // A long beyond 32 bits keeps its low 32 bits: 0xFFFFFFFF is -1, 0x80 is 128.
     kxobj_update_s_t wide = {0xFFFFFFFFL, nullptr, 0x100000080L};
     ASSERT_EQ(rec.set_value(wide), 0);
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0D  02 01 01  02 01 FF  04 01 00  02 02 00 80"));
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 0D  02 01 01  02 01 FF  04 01 00  02 02 00 80"));
 }
 
 TEST(QbAsnKxobjUpdateT, get_value_reads_members_into_a_fresh_record) {
     qb_asn_kxobj_update_t rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 14  02 01 01  02 04 7F FF FF FF  04 03 61 62 00  02 04 80 00 00 00")), 0U);
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 14  02 01 01  02 04 7F FF FF FF  04 03 61 62 00  02 04 80 00 00 00")), 0U);
     kxobj_update_s_t r = {99, nullptr, 99};
     ASSERT_EQ(rec.get_value(r), 0);
     EXPECT_EQ(r.value_a, 0x7FFFFFFFL);
@@ -130,11 +106,11 @@ TEST(QbAsnKxobjUpdateT, round_trip_through_the_record_class) {
     kxobj_update_s_t in = {-5, const_cast<char*>("hello"), 300};
     qb_asn_kxobj_update_t writer(security_off);
     ASSERT_EQ(writer.set_value(in), 0);
-    const bytes_t b = save(writer, 2);
+    const bytes_t b = save_encoding(writer, 2);
     EXPECT_EQ(b, hex("04 02 AC DC 30 12  02 01 01  02 01 FB  04 06 68 65 6C 6C 6F 00  02 02 01 2C"));
 
     qb_asn_kxobj_update_t reader(security_off);
-    ASSERT_EQ(load(reader, 2, b), 0U);
+    ASSERT_EQ(load_object(reader, 2, b), 0U);
     kxobj_update_s_t out = {};
     ASSERT_EQ(reader.get_value(out), 0);
     EXPECT_EQ(out.value_a, -5);
@@ -146,7 +122,7 @@ TEST(QbAsnKxobjUpdateT, round_trip_through_the_record_class) {
 
 TEST(QbAsnKxobjUpdateT, empty_text_reads_back_as_allocated_empty_text) {
     qb_asn_kxobj_update_t rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00")), 0U);
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 00  02 01 00")), 0U);
     kxobj_update_s_t r = {};
     ASSERT_EQ(rec.get_value(r), 0);
     ASSERT_NE(r.text, nullptr);
@@ -157,7 +133,7 @@ TEST(QbAsnKxobjUpdateT, empty_text_reads_back_as_allocated_empty_text) {
 TEST(QbAsnKxobjUpdateT, one_octet_text_reads_as_empty_text_quirk) {
     // A stored value of one octet is taken as the bare terminator, whatever it holds.
     qb_asn_kxobj_update_t rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 78  02 01 00")), 0U);
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  02 01 00  04 01 78  02 01 00")), 0U);
     kxobj_update_s_t r = {};
     ASSERT_EQ(rec.get_value(r), 0);
     ASSERT_NE(r.text, nullptr);
@@ -167,7 +143,7 @@ TEST(QbAsnKxobjUpdateT, one_octet_text_reads_as_empty_text_quirk) {
 
 TEST(QbAsnKxobjUpdateT, text_without_terminator_reads_terminated) {
     qb_asn_kxobj_update_t rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0D  02 01 01  02 01 00  04 02 61 62  02 01 00")), 0U);
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 0D  02 01 01  02 01 00  04 02 61 62  02 01 00")), 0U);
     kxobj_update_s_t r = {};
     ASSERT_EQ(rec.get_value(r), 0);
     EXPECT_STREQ(r.text, "ab");
@@ -176,9 +152,7 @@ TEST(QbAsnKxobjUpdateT, text_without_terminator_reads_terminated) {
 
 // Input vectors for the text member in its three forms.
 struct TextFormCase {
-    const char* name;
-    const char* hex;
-    const char* text;
+    const char *name, *hex, *text;
 };
 
 constexpr TextFormCase kTextForms[] = {
@@ -197,7 +171,7 @@ TEST(QbAsnKxobjUpdateT, text_read_in_every_form) {
     for (const TextFormCase& c : kTextForms) {
         SCOPED_TRACE(c.name);
         qb_asn_kxobj_update_t rec(security_off);
-        ASSERT_EQ(load(rec, 2, hex(c.hex)), 0U);
+        ASSERT_EQ(load_object(rec, 2, hex(c.hex)), 0U);
         kxobj_update_s_t r = {};
         ASSERT_EQ(rec.get_value(r), 0);
         EXPECT_EQ(r.value_a, 7);
@@ -210,19 +184,19 @@ TEST(QbAsnKxobjUpdateT, text_read_in_every_form) {
 
 TEST(QbAsnKxobjUpdateT, segmented_text_is_written_back_primitive) {
     qb_asn_kxobj_update_t rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 15  02 01 01  02 01 07  24 80 04 01 61 04 03 62 63 00 00 00  02 01 08")),
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 15  02 01 01  02 01 07  24 80 04 01 61 04 03 62 63 00 00 00  02 01 08")),
               0U);
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0F  02 01 01  02 01 07  04 04 61 62 63 00  02 01 08"));
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 0F  02 01 01  02 01 07  04 04 61 62 63 00  02 01 08"));
 }
 
 TEST(QbAsnKxobjUpdateT, integer_members_stay_primitive_only) {
     qb_asn_kxobj_update_t rec(security_off);
     // value_a in constructed form.
-    EXPECT_EQ(load(rec, 2, hex("04 02 AC DC 30 0E  02 01 01  22 03 02 01 07  04 01 00  02 01 08")), 0x1065219EU);
+    EXPECT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 0E  02 01 01  22 03 02 01 07  04 01 00  02 01 08")), 0x1065219EU);
 }
 
 TEST(QbAsnKxobjUpdateT, free_obj_frees_text_and_clears_nothing) {
-    kxobj_update_s_t r = {3, text("abc"), 4};
+    kxobj_update_s_t r = {3, malloc_text("abc"), 4};
     char* const before = r.text;
     qb_asn_kxobj_update_t::free_obj(r);  // the sanitizer build sees a leak if it does not free
     EXPECT_EQ(r.text, before);
@@ -274,12 +248,12 @@ TEST(QbAsnKxobjUpdateListT, count_zero_adds_no_element) {
     kxobj_update_list_s_t r = {0, nullptr};
     EXPECT_EQ(rec.set_value(r), 0);
     EXPECT_EQ(rec.items.get_child_count(), 0U);
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 05  02 01 01  30 00"));
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 05  02 01 01  30 00"));
 }
 
 TEST(QbAsnKxobjUpdateListT, list_without_elements_reads_as_count_zero_and_null_items) {
     qb_asn_kxobj_update_list_t rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 05  02 01 01  30 00")), 0U);
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 05  02 01 01  30 00")), 0U);
     kxobj_update_list_s_t r = {5, reinterpret_cast<kxobj_update_s_t*>(&rec)};  // overwritten
     ASSERT_EQ(rec.get_value(r), 0);
     EXPECT_EQ(r.count, 0U);
@@ -293,7 +267,7 @@ TEST(QbAsnKxobjUpdateListT, elements_in_order_each_with_its_version) {
     ASSERT_EQ(rec.set_value(r), 0);
     ASSERT_EQ(rec.items.get_child_count(), 2U);
     EXPECT_STREQ(rec.items.get_element(0)->get_type_name(), "kxobj_update");
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 23  02 01 01  30 1E"
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 23  02 01 01  30 1E"
                                 "  30 0D 02 01 01 02 01 05 04 02 78 00 02 01 FF"
                                 "  30 0D 02 01 01 02 02 00 80 04 01 00 02 01 00"));
 }
@@ -315,7 +289,7 @@ TEST(QbAsnKxobjUpdateListT, set_value_keeps_elements_already_present) {
     ASSERT_EQ(rec.set_value(r), 0);
     ASSERT_EQ(rec.set_value(r), 0);
     EXPECT_EQ(rec.items.get_child_count(), 2U);
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 23  02 01 01  30 1E"
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 23  02 01 01  30 1E"
                                 "  30 0D 02 01 01 02 01 01 04 02 61 00 02 01 02"
                                 "  30 0D 02 01 01 02 01 01 04 02 61 00 02 01 02"));
 }
@@ -329,7 +303,7 @@ TEST(QbAsnKxobjUpdateListT, count_without_items_is_refused) {
 
 TEST(QbAsnKxobjUpdateListT, get_value_reads_every_element) {
     qb_asn_kxobj_update_list_t rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 23  02 01 01  30 1E"
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 23  02 01 01  30 1E"
                                "  30 0D 02 01 01 02 01 05 04 02 78 00 02 01 FF"
                                "  30 0D 02 01 01 02 02 00 80 04 01 00 02 01 00")),
               0U);
@@ -349,7 +323,7 @@ TEST(QbAsnKxobjUpdateListT, get_value_reads_every_element) {
 
 TEST(QbAsnKxobjUpdateListT, indefinite_lengths_and_segmented_texts_are_read) {
     qb_asn_kxobj_update_list_t rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 80  02 01 01  30 80"
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 80  02 01 01  30 80"
                                "  30 80 02 01 01 02 01 05 24 80 04 01 78 04 01 00 00 00 02 01 06 00 00"
                                "  00 00  00 00")),
               0U);
@@ -397,7 +371,7 @@ TEST(QbAsnKxobjUpdateListT, free_obj_skips_a_null_item_array) {
 
 TEST(QbAsnKxobjUpdateListT, free_obj_frees_each_text_then_the_array) {
     auto* items = static_cast<kxobj_update_s_t*>(std::malloc(2 * sizeof(kxobj_update_s_t)));
-    items[0] = {1, text("a"), 2};
+    items[0] = {1, malloc_text("a"), 2};
     items[1] = {3, nullptr, 4};
     kxobj_update_list_s_t r = {2, items};
     qb_asn_kxobj_update_list_t::free_obj(r);  // a leak shows in the sanitizer build
@@ -436,7 +410,7 @@ TEST(QbAsnCertRequestIn, set_value_writes_texts_with_terminators_and_body) {
     cert_request_in r = {const_cast<char*>("a"), const_cast<char*>("bc"), 2, body};
     qb_asn_cert_request_in rec(security_off);
     ASSERT_EQ(rec.set_value(r), 0);
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 10  02 01 01  04 02 61 00  04 03 62 63 00  04 02 01 02"));
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 10  02 01 01  04 02 61 00  04 03 62 63 00  04 02 01 02"));
 }
 
 TEST(QbAsnCertRequestIn, body_len_zero_leaves_body_out) {
@@ -446,12 +420,12 @@ TEST(QbAsnCertRequestIn, body_len_zero_leaves_body_out) {
     ASSERT_EQ(rec.set_value(r), 0);
     EXPECT_FALSE(rec.body.is_present());
     // Three members: the version and the two texts.
-    EXPECT_EQ(save(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00"));
+    EXPECT_EQ(save_encoding(rec, 2), hex("04 02 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00"));
 }
 
 TEST(QbAsnCertRequestIn, absent_body_reads_as_zero_length_and_null) {
     qb_asn_cert_request_in rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00")), 0U);
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00")), 0U);
     cert_request_in r = {};
     ASSERT_EQ(rec.get_value(r), 0);
     EXPECT_STREQ(r.text_a, "a");
@@ -463,7 +437,7 @@ TEST(QbAsnCertRequestIn, absent_body_reads_as_zero_length_and_null) {
 
 TEST(QbAsnCertRequestIn, empty_body_on_the_wire_reads_as_zero_length_and_null) {
     qb_asn_cert_request_in rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 0E  02 01 01  04 02 61 00  04 03 62 63 00  04 00")), 0U);
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 0E  02 01 01  04 02 61 00  04 03 62 63 00  04 00")), 0U);
     cert_request_in r = {};
     ASSERT_EQ(rec.get_value(r), 0);
     EXPECT_EQ(r.body_len, 0U);
@@ -475,11 +449,11 @@ TEST(QbAsnCertRequestIn, null_texts_travel_as_one_zero_octet_and_read_back_empty
     cert_request_in r = {nullptr, nullptr, 0, nullptr};
     qb_asn_cert_request_in writer(security_off);
     ASSERT_EQ(writer.set_value(r), 0);
-    const bytes_t b = save(writer, 2);
+    const bytes_t b = save_encoding(writer, 2);
     EXPECT_EQ(b, hex("04 02 AC DC 30 09  02 01 01  04 01 00  04 01 00"));
 
     qb_asn_cert_request_in reader(security_off);
-    ASSERT_EQ(load(reader, 2, b), 0U);
+    ASSERT_EQ(load_object(reader, 2, b), 0U);
     cert_request_in out = {};
     ASSERT_EQ(reader.get_value(out), 0);
     ASSERT_NE(out.text_a, nullptr);
@@ -500,18 +474,18 @@ TEST(QbAsnCertRequestIn, round_trip_gives_fresh_copies) {
     cert_request_in in = {const_cast<char*>("request"), const_cast<char*>("x"), 3, body};
     qb_asn_cert_request_in writer(security_off);
     ASSERT_EQ(writer.set_value(in), 0);
-    const bytes_t b = save(writer, 2);
+    const bytes_t b = save_encoding(writer, 2);
     EXPECT_EQ(b, hex("04 02 AC DC 30 16  02 01 01  04 08 72 65 71 75 65 73 74 00  04 02 78 00  04 03 00 FF 80"));
 
     qb_asn_cert_request_in reader(security_off);
-    ASSERT_EQ(load(reader, 2, b), 0U);
+    ASSERT_EQ(load_object(reader, 2, b), 0U);
     cert_request_in out = {};
     ASSERT_EQ(reader.get_value(out), 0);
     EXPECT_STREQ(out.text_a, "request");
     EXPECT_STREQ(out.text_b, "x");
     ASSERT_EQ(out.body_len, 3U);
     EXPECT_NE(out.body, body);
-    EXPECT_EQ(octets(out.body, out.body_len), hex("00 FF 80"));
+    EXPECT_EQ(bytes_of(out.body, out.body_len), hex("00 FF 80"));
     qb_asn_cert_request_in::free_obj(out);
 }
 
@@ -519,7 +493,7 @@ TEST(QbAsnCertRequestIn, segmented_members_are_read) {
     // text_a constructed (definite), text_b constructed (indefinite), body
     // constructed with a nested indefinite segment.
     qb_asn_cert_request_in rec(security_off);
-    ASSERT_EQ(load(rec, 2, hex("04 02 AC DC 30 26  02 01 01"
+    ASSERT_EQ(load_object(rec, 2, hex("04 02 AC DC 30 26  02 01 01"
                                "  24 07 04 02 61 62 04 01 00"
                                "  24 80 04 02 63 64 04 01 00 00 00"
                                "  24 80 04 01 01 24 80 04 02 02 03 00 00 00 00")),
@@ -529,13 +503,13 @@ TEST(QbAsnCertRequestIn, segmented_members_are_read) {
     EXPECT_STREQ(r.text_a, "ab");
     EXPECT_STREQ(r.text_b, "cd");
     ASSERT_EQ(r.body_len, 3U);
-    EXPECT_EQ(octets(r.body, r.body_len), hex("01 02 03"));
+    EXPECT_EQ(bytes_of(r.body, r.body_len), hex("01 02 03"));
     qb_asn_cert_request_in::free_obj(r);
 }
 
 TEST(QbAsnCertRequestIn, free_obj_frees_texts_and_body_and_clears_nothing) {
     auto* body = static_cast<unsigned char*>(std::malloc(2));
-    cert_request_in r = {text("a"), text("b"), 2, body};
+    cert_request_in r = {malloc_text("a"), malloc_text("b"), 2, body};
     qb_asn_cert_request_in::free_obj(r);  // a leak shows in the sanitizer build
     EXPECT_EQ(r.body, body);
     EXPECT_EQ(r.body_len, 2U);
@@ -651,7 +625,7 @@ TEST(KxobjsReflection, list_and_request_entry_points_use_envelope_version_two) {
     ASSERT_EQ(req_info.decode(out, &req_back, 0), 0U);
     EXPECT_STREQ(req_back.text_a, "a");
     EXPECT_STREQ(req_back.text_b, "");
-    EXPECT_EQ(octets(req_back.body, req_back.body_len), hex("09"));
+    EXPECT_EQ(bytes_of(req_back.body, req_back.body_len), hex("09"));
     req_info.free_obj(&req_back);
     qb_asn_buffer_free(out);
 }

@@ -21,30 +21,22 @@
 #include <vector>
 
 #include "asn1/asnstrng.h"
+#include "support/buffers.h"
 #include "support/failing_malloc.h"
+#include "support/frames.h"
 #include "support/hex.h"
+#include "support/thread_locale.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-constexpr const char* kLatin1 = "en_US.ISO-8859-1";
-constexpr const char* kUtf8 = "en_US.UTF-8";
-constexpr const char* kMissingLocale = " is not installed: run scripts/install-deps.sh";
+constexpr const char* kLatin1 = qb_test::kLatin1Locale;
+constexpr const char* kUtf8 = qb_test::kUtf8Locale;
+using qb_test::kMissingLocale, qb_test::read_frame, qb_test::text_bytes, qb_test::text_of, qb_test::value_of,
+      qb_test::write_bytes;
+using ThreadLocale = qb_test::thread_locale;
 
-Bytes bytes_of(const unsigned char* p, unsigned int n) {
-    if (n == 0) return {};
-    return Bytes(p, p + n);
-}
-
-Bytes value_of(const qbasnUTF8String& s) {
-    unsigned char* p = nullptr;
-    unsigned int n = 0;
-    EXPECT_EQ(s.qb_asn_octetstring::get_value(p, n), 0u);
-    return bytes_of(p, n);
-}
-
-Bytes text_of(const char* s) { return Bytes(s, s + std::strlen(s)); }
 
 // get_text: get_value's result as octets up to its 00, freed here; `rc` is
 // get_value's status.
@@ -52,7 +44,7 @@ Bytes get_text(const qbasnUTF8String& s, unsigned int& rc) {
     char* out = reinterpret_cast<char*>(1);  // must be replaced
     rc = s.get_value(out);
     if (out == nullptr) return {};
-    Bytes b = text_of(out);
+    Bytes b = text_bytes(out);
     std::free(out);
     return b;
 }
@@ -64,45 +56,10 @@ Bytes get_text(const qbasnUTF8String& s) {
     return b;
 }
 
-Bytes write_frame(const qb_asn_object& o) {
-    qb_buffer_t out(security_off);
-    EXPECT_EQ(o.asnwrite(out), 0u);
-    return bytes_of(out.data, out.length());
-}
-
-unsigned int read_frame(qb_asn_object& o, const Bytes& in) {
-    Bytes copy = in;
-    qb_r_buffer_t r(copy.data(), static_cast<unsigned int>(copy.size()));
-    return o.asnread(r);
-}
-
-std::string str(const Bytes& b) { return std::string(b.begin(), b.end()); }
-
-// ThreadLocale: makes `name` the calling thread's LC_CTYPE locale while it lives.
-class ThreadLocale {
-public:
-    explicit ThreadLocale(const char* name) {
-        loc_ = newlocale(LC_CTYPE_MASK, name, static_cast<locale_t>(0));
-        if (loc_ != static_cast<locale_t>(0)) previous_ = uselocale(loc_);
-    }
-    ~ThreadLocale() {
-        if (loc_ != static_cast<locale_t>(0)) {
-            uselocale(previous_);
-            freelocale(loc_);
-        }
-    }
-    ThreadLocale(const ThreadLocale&) = delete;
-    ThreadLocale& operator=(const ThreadLocale&) = delete;
-    bool ok() const { return loc_ != static_cast<locale_t>(0); }
-
-private:
-    locale_t loc_ = static_cast<locale_t>(0);
-    locale_t previous_ = static_cast<locale_t>(0);
-};
 
 #define USE_LOCALE(var, name) \
     ThreadLocale var(name);   \
-    ASSERT_TRUE(var.ok()) << "locale " << (name) << kMissingLocale
+    ASSERT_TRUE(var.ok()) << (name) << ": " << kMissingLocale
 
 // expect_conversion_error: runs f, which must throw the conversion error.
 template <class F>
@@ -159,7 +116,7 @@ TEST(QbasnUTF8String, null_and_empty_give_empty_present_value) {
             ASSERT_NE(out, nullptr);
             EXPECT_EQ(out[0], '\0');
             std::free(out);
-            EXPECT_EQ(write_frame(s), hex("0C 00"));
+            EXPECT_EQ(write_bytes(s), hex("0C 00"));
         }
     }
 }
@@ -181,7 +138,7 @@ TEST(QbasnUTF8String, plain_mode_passes_octets_unchanged) {
         EXPECT_EQ(s.set_value("\xE9"), 0u);  // not valid UTF-8, stored all the same
         EXPECT_EQ(value_of(s), hex("E9"));
         EXPECT_EQ(get_text(s), hex("E9"));
-        EXPECT_EQ(write_frame(s), hex("0C 01 E9"));
+        EXPECT_EQ(write_bytes(s), hex("0C 01 E9"));
         EXPECT_EQ(s.set_value("a\xC3\xA9\xFF\x80"), 0u);
         EXPECT_EQ(value_of(s), hex("61 C3 A9 FF 80"));
         EXPECT_EQ(get_text(s), hex("61 C3 A9 FF 80"));
@@ -260,16 +217,15 @@ TEST(QbasnUTF8String, absent_value_reads_as_empty) {
 }
 
 TEST(QbasnUTF8String, set_value_invalidates_up_to_the_root) {
-    qb_asn_sequence outer(security_off);
-    qb_asn_sequence inner(security_off);
+    qb_asn_sequence outer(security_off), inner(security_off);
     qbasnUTF8String s(security_off);
     outer.register_child(&inner);
     inner.register_child(&s);
     ASSERT_EQ(s.set_value("a"), 0u);
-    ASSERT_EQ(write_frame(outer), hex("30 05 30 03 0C 01 61"));
+    ASSERT_EQ(write_bytes(outer), hex("30 05 30 03 0C 01 61"));
     EXPECT_EQ(s.set_value("bc"), 0u);
     EXPECT_EQ(outer.is_encoding_valid(), 0);
-    EXPECT_EQ(write_frame(outer), hex("30 06 30 04 0C 02 62 63"));
+    EXPECT_EQ(write_bytes(outer), hex("30 06 30 04 0C 02 62 63"));
 }
 
 // ---- default values ----
@@ -281,7 +237,7 @@ TEST(QbasnUTF8String, set_default_value_makes_an_empty_present_value) {
     EXPECT_EQ(s.get_codeset(), 12u);
     EXPECT_EQ(value_of(s), Bytes{});
     EXPECT_EQ(s.is_defaultable(), 0);  // a value, not a default object
-    EXPECT_EQ(write_frame(s), hex("0C 00"));
+    EXPECT_EQ(write_bytes(s), hex("0C 00"));
 }
 
 TEST(QbasnUTF8String, set_default_value_object_is_the_octet_strings) {
@@ -292,7 +248,7 @@ TEST(QbasnUTF8String, set_default_value_object_is_the_octet_strings) {
     EXPECT_EQ(s.is_defaultable(), 1);
     EXPECT_EQ(s.get_default_value(), d);
     EXPECT_EQ(d->get_parent(), &s);
-    EXPECT_EQ(get_text(s), text_of("dflt"));
+    EXPECT_EQ(get_text(s), text_bytes("dflt"));
 }
 
 // ---- local-code-set mode ----
@@ -308,7 +264,7 @@ TEST(QbasnUTF8String, lcs_latin1_round_trip) {
     EXPECT_EQ(get_text(s), hex("63 61 66 E9 20 FF C0"));
 
     // Through the wire.
-    Bytes frame = write_frame(s);
+    Bytes frame = write_bytes(s);
     EXPECT_EQ(frame, hex("0C 0A 63 61 66 C3 A9 20 C3 BF C3 80"));
     qbasnUTF8String r(security_lcs);
     EXPECT_EQ(read_frame(r, frame), 0u);
@@ -322,7 +278,7 @@ TEST(QbasnUTF8String, lcs_utf8_locale_is_identity) {
     EXPECT_EQ(value_of(s), hex("C3 A9 E2 82 AC F0 9F 98 80"));
     EXPECT_EQ(get_text(s), hex("C3 A9 E2 82 AC F0 9F 98 80"));
     EXPECT_EQ(s.set_value("plain ascii"), 0u);
-    EXPECT_EQ(get_text(s), text_of("plain ascii"));
+    EXPECT_EQ(get_text(s), text_bytes("plain ascii"));
 }
 
 TEST(QbasnUTF8String, lcs_unconvertible_value_throws) {
@@ -346,9 +302,9 @@ TEST(QbasnUTF8String, lcs_invalid_input_throws_and_keeps_the_value) {
     qbasnUTF8String s(security_lcs);
     ASSERT_EQ(s.set_value("ok"), 0u);
     for (const char* bad : {"\xE9", "a\xC3", "\xED\xA0\x80", "\xFF\xFE", "\x80"}) {
-        SCOPED_TRACE(str(text_of(bad)));
+        SCOPED_TRACE(text_of(text_bytes(bad)));
         expect_conversion_error([&] { (void)s.set_value(bad); });
-        EXPECT_EQ(value_of(s), text_of("ok"));
+        EXPECT_EQ(value_of(s), text_bytes("ok"));
         EXPECT_EQ(s.is_present(), 1);
     }
     // Stored octets that are not UTF-8 do not come back either.
@@ -373,9 +329,9 @@ TEST(QbasnUTF8String, lcs_c_locale_is_ascii) {
     USE_LOCALE(c_locale, "C");
     qbasnUTF8String s(security_lcs);
     EXPECT_EQ(s.set_value("abc"), 0u);
-    EXPECT_EQ(get_text(s), text_of("abc"));
+    EXPECT_EQ(get_text(s), text_bytes("abc"));
     expect_conversion_error([&] { (void)s.set_value("\xE9"); });
-    EXPECT_EQ(value_of(s), text_of("abc"));
+    EXPECT_EQ(value_of(s), text_bytes("abc"));
 }
 
 TEST(QbasnUTF8String, lcs_follows_the_threads_locale_as_it_changes) {
@@ -439,7 +395,7 @@ TEST(QbasnUTF8String, lcs_long_text_grows_the_result) {
     EXPECT_EQ(stored[9998], 0xC3);
     EXPECT_EQ(stored[9999], 0xA9);
     EXPECT_EQ(stored[10000], 0x65);
-    EXPECT_EQ(get_text(s), text_of(text.c_str()));
+    EXPECT_EQ(get_text(s), text_bytes(text.c_str()));
 }
 
 // ---- allocation failures ----
@@ -495,7 +451,7 @@ TEST(QbasnUTF8String, lcs_set_value_out_of_memory) {
         EXPECT_TRUE(thrown);
         // A conversion that runs out of memory leaves the value as it was.
         if (n < 2) {
-            EXPECT_EQ(value_of(s), text_of("old"));
+            EXPECT_EQ(value_of(s), text_bytes("old"));
         }
     }
     EXPECT_EQ(s.set_value(text.c_str()), 0u);
@@ -525,7 +481,7 @@ Expected convert_once(const std::string& text) {
     qbasnUTF8String lcs(security_lcs);
     EXPECT_EQ(lcs.set_value(text.c_str()), 0u);
     e.lcs_stored = value_of(lcs);
-    e.lcs_frame = write_frame(lcs);
+    e.lcs_frame = write_bytes(lcs);
     qbasnUTF8String back(security_lcs);
     EXPECT_EQ(read_frame(back, e.lcs_frame), 0u);
     e.lcs_text = get_text(back);
@@ -564,7 +520,7 @@ private:
 
 TEST(QbasnUTF8String, eight_threads_convert_like_one) {
     ProcessLocale process(kLatin1);
-    ASSERT_TRUE(process.ok()) << "locale " << kLatin1 << kMissingLocale;
+    ASSERT_TRUE(process.ok()) << kLatin1 << ": " << kMissingLocale;
     const std::vector<std::string> texts = thread_texts();
     std::vector<Expected> reference;
     for (const std::string& t : texts) reference.push_back(convert_once(t));

@@ -15,8 +15,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 #include <string>
@@ -28,6 +26,7 @@
 #include "support/failing_malloc.h"
 #include "support/leak_check.h"
 #include "support/record_random.h"
+#include "support/record_test.h"
 
 namespace {
 
@@ -55,19 +54,10 @@ class AttrlistFree : public LeakChecked {};
 
 // ---- where the runtime throws ----
 
-std::filesystem::path repo_root() {
-    return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
-}
-
 // lines_with: the numbers of the lines of a repository source that contain `needle`.
 std::set<int> lines_with(const char* source, const char* needle) {
-    std::ifstream in(repo_root() / source);
-    EXPECT_TRUE(in.good()) << "cannot read " << (repo_root() / source);
-    std::set<int> found;
-    std::string line;
-    for (int n = 1; std::getline(in, line); ++n)
-        if (line.find(needle) != std::string::npos) found.insert(n);
-    return found;
+    const std::vector<int> found = qb_test::source_lines(source, needle);
+    return std::set<int>(found.begin(), found.end());
 }
 
 // site: one place that throws on a failed allocation.
@@ -84,16 +74,12 @@ struct site {
 // which the compiler takes from somewhere in that macro invocation: GCC
 // gives its first line, Clang its last.
 std::set<int> description_lines(const char* source, const char* opening) {
-    std::ifstream in(repo_root() / source);
-    EXPECT_TRUE(in.good()) << "cannot read " << (repo_root() / source);
+    const std::vector<std::string> lines = qb_test::source_text(source);
     std::set<int> found;
-    std::string line;
-    bool inside = false;
-    for (int n = 1; std::getline(in, line); ++n) {
-        if (!inside && line.rfind(opening, 0) == 0) inside = true;
-        if (!inside) continue;
-        if (line.find_first_not_of(" \t") == std::string::npos) break;
-        found.insert(n);
+    for (size_t i = 0; i < lines.size(); ++i) {
+        if (found.empty() && lines[i].rfind(opening, 0) != 0) continue;
+        if (lines[i].find_first_not_of(" \t") == std::string::npos) break;
+        found.insert(static_cast<int>(i + 1));
     }
     EXPECT_FALSE(found.empty()) << opening;
     return found;
@@ -136,7 +122,7 @@ std::vector<site> attrlist_sites() {
 
 // classify: the site that a printed line names, or null (*why says why).
 const site* classify(const std::vector<site>& sites, const std::string& printed, std::string* why) {
-    qb_test::exception_line e;
+    qb_test::exception_parts e;
     if (!qb_test::parse_exception_line(printed, &e)) {
         *why = "not one exception line: [" + printed + "]";
         return nullptr;
@@ -153,7 +139,7 @@ const site* classify(const std::vector<site>& sites, const std::string& printed,
 
 // ---- the records ----
 
-char* text(const char* s) { return const_cast<char*>(s); }
+using qb_test::text;
 
 const unsigned char kRedBytes[2] = {0x01, 0x02};
 const unsigned char kBlueBytes[3] = {0x0A, 0x0B, 0x0C};
@@ -245,10 +231,10 @@ struct sweep_result {
     std::map<std::string, int> decode_sites;      // the same for the decode
 };
 
-// sweep: encodes `src` and decodes the bytes with the Nth allocation failed,
+// tree_sweep: encodes `src` and decodes the bytes with the Nth allocation failed,
 // for N = 1, 2, ... until the round trip completes.
 template <class Flat>
-sweep_result sweep(Flat& src, const std::vector<site>& sites) {
+sweep_result tree_sweep(Flat& src, const std::vector<site>& sites) {
     sweep_result result;
     for (long n = 0; n < kSweepLimit; ++n) {
         SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
@@ -316,28 +302,36 @@ std::string listing(const std::map<std::string, int>& m) {
     return s;
 }
 
-TEST_F(AttrOutOfMemory, EveryAllocationOfARoundTripWithTwoValues) {
-    const sweep_result r = sweep(g_attr, attr_sites());
+// site_count: whether a sweep met a site in one direction ("encode" or
+// "decode"); expect_sites checks a list of them and the number of runs.
+struct site_count {
+    const char* direction;
+    const char* site;
+    bool met;  // whether the sweep must meet it, or must not
+};
+
+void expect_sites(const sweep_result& r, long min_runs, std::initializer_list<site_count> sites) {
     SCOPED_TRACE("encode sites:\n" + listing(r.encode_sites) + "decode sites:\n" + listing(r.decode_sites));
-    EXPECT_GT(r.runs, 20);
-    // Each way an attribute's round trip can run out of memory was met.
-    EXPECT_GT(r.encode_sites.count("value element (set_value)"), 0U);
-    EXPECT_GT(r.encode_sites.count("buffer growth"), 0U);
-    EXPECT_GT(r.encode_sites.count("child array growth"), 0U);
-    EXPECT_GT(r.decode_sites.count("value array (get_value)"), 0U);
-    EXPECT_GT(r.decode_sites.count("list element while reading"), 0U);
-    EXPECT_GT(r.decode_sites.count("octet copy for the caller"), 0U);
-    EXPECT_GT(r.decode_sites.count("value text"), 0U);
-    EXPECT_GT(r.decode_sites.count("attribute name"), 0U);
-    EXPECT_GT(r.decode_sites.count("child array growth"), 0U);
-    EXPECT_GT(r.decode_sites.count("buffer growth"), 0U);
-    // The sites of one direction are not met in the other.
-    EXPECT_EQ(r.decode_sites.count("value element (set_value)"), 0U);
-    EXPECT_EQ(r.encode_sites.count("value array (get_value)"), 0U);
-    EXPECT_EQ(r.encode_sites.count("value text"), 0U);
-    EXPECT_EQ(r.encode_sites.count("list element while reading"), 0U);
-    // No allocation failure makes a counted value go missing.
-    EXPECT_EQ(r.decode_sites.count("missing value (get_value)"), 0U);
+    EXPECT_GT(r.runs, min_runs);
+    for (const site_count& s : sites) {
+        const std::map<std::string, int>& seen = std::string(s.direction) == "encode" ? r.encode_sites : r.decode_sites;
+        EXPECT_EQ(seen.count(s.site) != 0, s.met) << s.direction << ": " << s.site;
+    }
+}
+
+TEST_F(AttrOutOfMemory, EveryAllocationOfARoundTripWithTwoValues) {
+    expect_sites(tree_sweep(g_attr, attr_sites()), 20,
+                 {// Each way an attribute's round trip can run out of memory is met...
+                  {"encode", "value element (set_value)", true}, {"encode", "buffer growth", true},
+                  {"encode", "child array growth", true}, {"decode", "value array (get_value)", true},
+                  {"decode", "list element while reading", true}, {"decode", "octet copy for the caller", true},
+                  {"decode", "value text", true}, {"decode", "attribute name", true},
+                  {"decode", "child array growth", true}, {"decode", "buffer growth", true},
+                  // ...the sites of one direction are not met in the other...
+                  {"decode", "value element (set_value)", false}, {"encode", "value array (get_value)", false},
+                  {"encode", "value text", false}, {"encode", "list element while reading", false},
+                  // ...and no allocation failure makes a counted value go missing.
+                  {"decode", "missing value (get_value)", false}});
 }
 
 TEST_F(AttrOutOfMemory, FailedValueElementPrintsItsLine) {
@@ -363,15 +357,10 @@ TEST_F(AttrOutOfMemory, FailedValueElementPrintsItsLine) {
 }
 
 TEST_F(AttrlistOutOfMemory, EveryAllocationOfARoundTripWithTwoAttributes) {
-    const sweep_result r = sweep(g_list, attrlist_sites());
-    SCOPED_TRACE("encode sites:\n" + listing(r.encode_sites) + "decode sites:\n" + listing(r.decode_sites));
-    EXPECT_GT(r.runs, 40);
-    EXPECT_GT(r.encode_sites.count("attribute element or array"), 0U);
-    EXPECT_GT(r.encode_sites.count("value element (set_value)"), 0U);
-    EXPECT_GT(r.decode_sites.count("attribute element or array"), 0U);
-    EXPECT_GT(r.decode_sites.count("value array (get_value)"), 0U);
-    EXPECT_GT(r.decode_sites.count("attribute name"), 0U);
-    EXPECT_GT(r.decode_sites.count("value text"), 0U);
+    expect_sites(tree_sweep(g_list, attrlist_sites()), 40,
+                 {{"encode", "attribute element or array", true}, {"encode", "value element (set_value)", true},
+                  {"decode", "attribute element or array", true}, {"decode", "value array (get_value)", true},
+                  {"decode", "attribute name", true}, {"decode", "value text", true}});
 }
 
 // ---- the order of the frees ----
@@ -384,36 +373,14 @@ TEST_F(AttrlistFree, FreesEveryBlockInNestingOrder) {
     qb_asn_buffer_free(wire);
     ASSERT_EQ(back.count, 2U);
     // Per attribute: the name, then per value its text and its bytes, then
-    // the value array; last the attribute array.
-    std::vector<void*> expected;
-    for (unsigned i = 0; i < back.count; ++i) {
-        const attr_s_t& a = back.attrs[i];
-        expected.push_back(a.name);
-        for (unsigned k = 0; k < a.count; ++k) {
-            expected.push_back(a.values[k].text);
-            if (a.values[k].bytes != nullptr) expected.push_back(a.values[k].bytes);
-        }
-        expected.push_back(a.values);
-    }
-    expected.push_back(back.attrs);
-    std::vector<void*> freed;
-    {
-        qb_test::record_allocations log;
-        qbAsnFreeObj(back);
-        freed = log.freed();
-    }
-    EXPECT_EQ(freed, expected);
+    // the value array; last the attribute array (support/record_test.h).
+    const std::vector<void*> expected = qb_test::attrlist_blocks(back);
+    EXPECT_EQ(qb_test::blocks_freed_by(back), expected);
 }
 
 TEST_F(AttrlistFree, FreeOfACountZeroListReleasesNothing) {
     attrlist_s_t empty{0, nullptr};
-    std::vector<void*> freed;
-    {
-        qb_test::record_allocations log;
-        qbAsnFreeObj(empty);
-        freed = log.freed();
-    }
-    EXPECT_TRUE(freed.empty());
+    EXPECT_TRUE(qb_test::blocks_freed_by(empty).empty());
 }
 
 }  // namespace

@@ -27,6 +27,7 @@
 #include "asn1/asn_kxobjs.h"
 #include "base_idls/attrlist_asn.h"
 #include "support/ber_shapes.h"
+#include "support/hostile.h"
 #include "support/leak_check.h"
 #include "support/record_owners.h"
 #include "support/record_random.h"
@@ -38,11 +39,8 @@ namespace {
 
 using bytes_t = std::vector<unsigned char>;
 
-std::string hex32(unsigned int v) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08X", v);
-    return text;
-}
+using qb_test::listed_records;
+using qb_test::hex32;
 
 // ---- one call through each path ----
 
@@ -66,7 +64,7 @@ class paths {
 public:
     explicit paths(const qb_record_info& info) : info_(info) {}
 
-    outcome encode(const void* flat, int lcs, bool tree) {
+    outcome encoded(const void* flat, int lcs, bool tree) {
         outcome o;
         qb_asn_buffer_t out{0, nullptr};
         o.rc = (tree ? info_.tree_encode : info_.encode)(out, const_cast<void*>(flat), lcs);
@@ -76,7 +74,7 @@ public:
         return o;
     }
 
-    outcome decode(const bytes_t& msg, int lcs, bool tree) {
+    outcome decoded(const bytes_t& msg, int lcs, bool tree) {
         outcome o;
         bytes_t copy = msg;
         qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
@@ -90,14 +88,14 @@ public:
 
     // same_decode / same_encode: "" or what differs between the two paths.
     std::string same_decode(const bytes_t& msg, int lcs) {
-        const outcome direct = decode(msg, lcs, false);
-        const outcome tree = decode(msg, lcs, true);
+        const outcome direct = decoded(msg, lcs, false);
+        const outcome tree = decoded(msg, lcs, true);
         if (direct == tree) return "";
         return "decode differs:\n  direct: " + describe(direct) + "\n  tree:   " + describe(tree);
     }
     std::string same_encode(const void* flat, int lcs) {
-        const outcome direct = encode(flat, lcs, false);
-        const outcome tree = encode(flat, lcs, true);
+        const outcome direct = encoded(flat, lcs, false);
+        const outcome tree = encoded(flat, lcs, true);
         if (direct == tree) return "";
         return "encode differs:\n  direct: " + describe(direct) + "\n  tree:   " + describe(tree);
     }
@@ -107,23 +105,12 @@ private:
     qb_test::stderr_tap tap_;
 };
 
-std::vector<const qb_record_info*> all_records() {
-    size_t count = 0;
-    const qb_record_info* const* list = qb_record_list(&count);
-    return std::vector<const qb_record_info*>(list, list + count);
-}
 
 using qb_test::built_record;
 
 // message_of: the direct encoding of a record of every list filled.
 bytes_t message_of(const qb_record_info& info, std::uint64_t seed) {
-    qb_test::random_options opt;
-    opt.min_list = 1;
-    opt.max_list = 2;
-    opt.deep_max_list = 1;
-    opt.max_text = 6;
-    opt.max_bytes = 6;
-    built_record b(info, seed, opt);
+    built_record b(info, seed, qb_test::filled_options(2, 6, false));
     bytes_t msg;
     EXPECT_EQ(qb_test::encode_record(info, b.flat(), 0, &msg), 0u) << info.flat_name;
     return msg;
@@ -162,7 +149,7 @@ bytes_t long_form(const bytes_t& ber) {
 // ---- random records ----
 
 TEST(RecordDirect, RandomRecordsGiveTheTreesResultsInBothLocales) {
-    const auto records = all_records();
+    const auto records = listed_records();
     ASSERT_EQ(records.size(), 65u);
     for (const char* locale : {qb_test::kUtf8Locale, qb_test::kLatin1Locale}) {
         SCOPED_TRACE(locale);
@@ -179,7 +166,7 @@ TEST(RecordDirect, RandomRecordsGiveTheTreesResultsInBothLocales) {
                     SCOPED_TRACE(lcs ? "LCS" : "plain");
                     const std::string enc = both.same_encode(src.flat(), lcs);
                     ASSERT_EQ(enc, "") << "seed " << seed;
-                    const outcome wire = both.encode(src.flat(), lcs, false);
+                    const outcome wire = both.encoded(src.flat(), lcs, false);
                     if (wire.rc != 0) continue;
                     for (int lcs_in = 0; lcs_in <= 1; ++lcs_in)
                         ASSERT_EQ(both.same_decode(wire.bytes, lcs_in), "") << "seed " << seed;
@@ -197,7 +184,7 @@ TEST(RecordDirect, NullPointersWithCountsAndLengths) {
     value_s_t v{7, nullptr, 3, nullptr};
     paths both(*info);
     EXPECT_EQ(both.same_encode(&v, 0), "");
-    const outcome o = both.encode(&v, 0, false);
+    const outcome o = both.encoded(&v, 0, false);
     EXPECT_EQ(o.rc, 0x1065219Cu);
     EXPECT_TRUE(o.bytes.empty());
 }
@@ -208,7 +195,7 @@ TEST(RecordDirect, ListCountWithoutAnArrayIsRefused) {
     // nothing out (the object tree would read through the null pointer, so
     // only the direct path is run). Every list field of every record.
     size_t lists = 0;
-    for (const qb_record_info* info : all_records()) {
+    for (const qb_record_info* info : listed_records()) {
         for (size_t k = 0; k < info->field_count; ++k) {
             const qb_field_info& f = info->fields[k];
             if (f.kind != qb_field_record_list && f.kind != qb_field_record_ptr_list && f.kind != qb_field_text_list &&
@@ -234,23 +221,15 @@ TEST(RecordDirect, ListCountWithoutAnArrayIsRefused) {
 
 TEST(RecordDirect, EveryTruncationAndOctetChangeGivesTheTreesResult) {
     size_t compared = 0;
-    for (const qb_record_info* info : all_records()) {
+    for (const qb_record_info* info : listed_records()) {
         SCOPED_TRACE(info->flat_name);
         const bytes_t msg = message_of(*info, 77);
         ASSERT_GT(msg.size(), 4u);
         paths both(*info);
+        // Every cut, then every octet changed by FF, 01 and 80 and set to 00.
         std::vector<bytes_t> inputs;
-        for (size_t n = 0; n < msg.size(); ++n) inputs.emplace_back(msg.begin(), msg.begin() + static_cast<std::ptrdiff_t>(n));
-        for (size_t i = 0; i < msg.size(); ++i) {
-            for (unsigned char change : {0xFF, 0x01, 0x80}) {
-                bytes_t damaged = msg;
-                damaged[i] ^= change;
-                inputs.push_back(damaged);
-            }
-            bytes_t zero = msg;
-            zero[i] = 0x00;
-            inputs.push_back(zero);
-        }
+        qb_test::for_each_damaged(msg, {0xFF, 0x01, 0x80}, {0x00},
+                                  [&](const bytes_t& damaged, const std::string&) { inputs.push_back(damaged); });
         std::vector<size_t> starts;
         const bytes_t open = qb_test::indefinite_form(msg, 4, &starts);
         ASSERT_FALSE(open.empty());
@@ -267,9 +246,9 @@ TEST(RecordDirect, EveryTruncationAndOctetChangeGivesTheTreesResult) {
             }
         }
         // The re-encodings decode to the original record.
-        const outcome a = both.decode(open, 0, false);
-        const outcome b = both.decode(msg, 0, false);
-        const outcome c = both.decode(longer, 0, false);
+        const outcome a = both.decoded(open, 0, false);
+        const outcome b = both.decoded(msg, 0, false);
+        const outcome c = both.decoded(longer, 0, false);
         EXPECT_EQ(a.rc, 0u);
         EXPECT_EQ(a.record, b.record);
         EXPECT_EQ(c.record, b.record);
@@ -317,14 +296,14 @@ TEST(RecordDirect, SegmentedOctetStringsOfTheUpdatesAndRequests) {
         ASSERT_NE(info, nullptr);
         const bytes_t msg = message_of(*info, 11);
         paths both(*info);
-        const outcome plain = both.decode(msg, 0, false);
+        const outcome plain = both.decoded(msg, 0, false);
         ASSERT_EQ(plain.rc, 0u);
         for (int levels = 1; levels <= 3; ++levels) {
             SCOPED_TRACE(levels);
             bytes_t split(msg.begin(), msg.begin() + 4);
             ASSERT_TRUE(segmented_frames(msg, 4, msg.size(), levels, split));
             ASSERT_NE(split, msg);
-            const outcome o = both.decode(split, 0, false);
+            const outcome o = both.decoded(split, 0, false);
             if (levels <= 2) {
                 EXPECT_EQ(o.rc, 0u);
                 EXPECT_EQ(o.record, plain.record);
@@ -342,28 +321,9 @@ TEST(RecordDirect, SegmentedOctetStringsOfTheUpdatesAndRequests) {
 // of the one before, each named by the octets of `name` (DER, behind the
 // envelope).
 bytes_t deep_namevalues(int records, const bytes_t& name) {
-    const auto frame = [](unsigned char identifier, const bytes_t& content) {
-        bytes_t out{identifier};
-        if (content.size() < 0x80) {
-            out.push_back(static_cast<unsigned char>(content.size()));
-        } else {
-            out.insert(out.end(), {0x82, static_cast<unsigned char>(content.size() >> 8),
-                                   static_cast<unsigned char>(content.size())});
-        }
-        out.insert(out.end(), content.begin(), content.end());
-        return out;
-    };
-    bytes_t inner;  // the innermost record's child list is empty
-    for (int i = 0; i < records; ++i) {
-        bytes_t content = frame(0x0C, name);
-        content.insert(content.end(), {0x30, 0x00});  // no values
-        const bytes_t children = frame(0x30, inner);
-        content.insert(content.end(), children.begin(), children.end());
-        inner = frame(0x30, content);
-    }
-    bytes_t msg = {0x04, 0x02, 0xAC, 0xDC};
-    msg.insert(msg.end(), inner.begin(), inner.end());
-    return msg;
+    // Each record: the name, no values, then the list of its one child.
+    const bytes_t leading = qb_test::concat({qb_test::frame_of(0x0C, name), {0x30, 0x00}});
+    return qb_test::concat({{0x04, 0x02, 0xAC, 0xDC}, qb_test::nested_records(leading, records)});
 }
 
 TEST(RecordDirect, DeeplyNestedRecordsGiveTheTreesResults) {
@@ -385,10 +345,10 @@ TEST(RecordDirect, DeeplyNestedRecordsGiveTheTreesResults) {
             qb_test::thread_locale latin1(qb_test::kLatin1Locale);
             ASSERT_TRUE(latin1.ok()) << qb_test::kMissingLocale;
             ASSERT_EQ(both.same_decode(euro, 1), "");
-            const outcome o = both.decode(euro, 1, false);
+            const outcome o = both.decoded(euro, 1, false);
             EXPECT_EQ(o.rc, records <= 128 ? 0x106521ABu : 0x1065219Bu);
         }
-        const outcome plain = both.decode(ascii, 0, false);
+        const outcome plain = both.decoded(ascii, 0, false);
         EXPECT_EQ(plain.rc, records <= 128 ? 0u : 0x1065219Bu);
     }
     const bytes_t deep = deep_namevalues(64, {0x6E});
@@ -401,8 +361,44 @@ TEST(RecordDirect, DeeplyNestedRecordsGiveTheTreesResults) {
 
 class RecordDirectOutOfMemory : public qb_test::LeakChecked {};
 
+// failing_run: one call with one allocation failed. `silent`: a failure the
+// call reports by its status alone.
+struct failing_run {
+    unsigned int rc = 0;
+    bool failed = false;
+    bool silent = false;
+};
+
+// runs_until_done: run(n) for n = 0, 1, ... (the call with its allocation
+// #n+1 failed) until a run takes no failure, which must return 0 and print
+// nothing; every run that takes the failure returns 0x10652065 and prints one
+// exception line with that code (or nothing, when silent). Returns how many
+// runs took the failure.
+template <class Run>
+long runs_until_done(qb_test::stderr_tap& tap, Run run) {
+    for (long n = 0; n < 100000; ++n) {
+        const failing_run r = run(n);
+        const std::string printed = tap.take();
+        if (!r.failed) {
+            EXPECT_EQ(r.rc, 0u);
+            EXPECT_EQ(printed, "");
+            return n;
+        }
+        EXPECT_EQ(r.rc, 0x10652065u) << "allocation " << n;
+        qb_test::exception_parts line;
+        if (r.silent) {
+            EXPECT_EQ(printed, "");
+        } else {
+            EXPECT_TRUE(qb_test::parse_exception_line(printed, &line)) << "allocation " << n << ": " << printed;
+            EXPECT_EQ(line.code, "10652065");
+        }
+    }
+    ADD_FAILURE() << "the call never completed";
+    return 100000;
+}
+
 TEST_F(RecordDirectOutOfMemory, EveryAllocationOfEveryRecord) {
-    for (const qb_record_info* info : all_records()) {
+    for (const qb_record_info* info : listed_records()) {
         if (info->decode == info->tree_decode) continue;  // records still read through the tree
         SCOPED_TRACE(info->flat_name);
         const bytes_t msg = message_of(*info, 5);
@@ -413,78 +409,46 @@ TEST_F(RecordDirectOutOfMemory, EveryAllocationOfEveryRecord) {
         // A first round trip in both forms opens this thread's code-set
         // descriptors, so that the sweep meets the codec's allocations only.
         for (int lcs = 0; lcs <= 1; ++lcs) {
-            qb_asn_buffer_t out{0, nullptr};
-            ASSERT_EQ(info->encode(out, src.flat(), lcs), 0u);
-            std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info->flat_size), std::free);
-            ASSERT_EQ(info->decode(out, flat.get(), lcs), 0u);
-            info->free_obj(flat.get());
-            qb_asn_buffer_free(out);
+            bytes_t wire;
+            ASSERT_EQ(qb_test::encode_record(*info, src.flat(), lcs, &wire), 0u);
+            ASSERT_EQ(qb_test::decoded_record(*info, wire, lcs).status(), 0u);
         }
         for (int lcs = 0; lcs <= 1; ++lcs) {
-            // Decode: the Nth allocation fails, until the decode completes.
-            long n = 0;
-            for (;; ++n) {
-                ASSERT_LT(n, 100000);
+            // Decode: whatever a failed decode left is freeable.
+            runs_until_done(tap, [&](long n) {
                 bytes_t copy = msg;
                 qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
                 std::unique_ptr<void, void (*)(void*)> flat(std::calloc(1, info->flat_size), std::free);
-                unsigned int rc;
-                bool failed;
+                failing_run r;
                 {
                     qb_test::fail_after guard(n);
-                    rc = info->decode(in, flat.get(), lcs);
-                    failed = !qb_test::fail_after::armed();
+                    r.rc = info->decode(in, flat.get(), lcs);
+                    r.failed = !qb_test::fail_after::armed();
                 }
-                const std::string printed = tap.take();
                 // Deliberate (the update list's own rule): an update array that
                 // cannot be allocated is a status, not an exception; the count
                 // stays and the array pointer is null.
                 const auto* list = static_cast<const kxobj_update_list_s_t*>(flat.get());
-                const bool list_array_failed = std::strcmp(info->flat_name, "kxobj_update_list_s_t") == 0 &&
-                                               list->count != 0 && list->items == nullptr;
-                info->free_obj(flat.get());  // whatever the decode left is freeable
-                if (!failed) {
-                    EXPECT_EQ(rc, 0u);
-                    EXPECT_EQ(printed, "");
-                    break;
-                }
-                EXPECT_EQ(rc, 0x10652065u) << "allocation " << n;
-                if (list_array_failed) {
-                    EXPECT_EQ(printed, "");
-                    continue;
-                }
-                qb_test::exception_line line;
-                EXPECT_TRUE(qb_test::parse_exception_line(printed, &line)) << "allocation " << n << ": " << printed;
-                EXPECT_EQ(line.code, "10652065");
-            }
-            // Encode: the same; a failed encode hands nothing out.
-            long m = 0;
-            for (;; ++m) {
-                ASSERT_LT(m, 100000);
+                r.silent = std::strcmp(info->flat_name, "kxobj_update_list_s_t") == 0 && list->count != 0 &&
+                           list->items == nullptr;
+                info->free_obj(flat.get());
+                return r;
+            });
+            // Encode: a failed encode hands nothing out. An encode of ASCII
+            // text takes one allocation, the message block, in both forms.
+            const long encode_failures = runs_until_done(tap, [&](long n) {
                 qb_asn_buffer_t out{0, nullptr};
-                unsigned int rc;
-                bool failed;
+                failing_run r;
                 {
-                    qb_test::fail_after guard(m);
-                    rc = info->encode(out, src.flat(), lcs);
-                    failed = !qb_test::fail_after::armed();
+                    qb_test::fail_after guard(n);
+                    r.rc = info->encode(out, src.flat(), lcs);
+                    r.failed = !qb_test::fail_after::armed();
                 }
-                const std::string printed = tap.take();
-                if (!failed) {
-                    EXPECT_EQ(rc, 0u);
-                    qb_asn_buffer_free(out);
-                    break;
-                }
-                EXPECT_EQ(rc, 0x10652065u) << "allocation " << m;
-                EXPECT_EQ(out.data, nullptr);
-                EXPECT_EQ(out.length, 0u);
-                qb_test::exception_line line;
-                EXPECT_TRUE(qb_test::parse_exception_line(printed, &line)) << "allocation " << m << ": " << printed;
-            }
-            // An encode of ASCII text takes one allocation, the message block,
-            // in both forms.
-            EXPECT_EQ(m, 1);
-            (void)n;
+                EXPECT_TRUE(!r.failed || (out.data == nullptr && out.length == 0u)) << "allocation " << n;
+                qb_asn_buffer_free(out);
+                return r;
+            });
+            EXPECT_EQ(encode_failures, 1);
         }
     }
     EXPECT_FALSE(qb_test::leak_found());

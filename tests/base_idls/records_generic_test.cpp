@@ -18,6 +18,12 @@
 // it must free without leaking, and one that decodes must encode and decode
 // again to the same record.
 //
+// Fixed records: the zeroed record of every listed record (null texts, empty
+// lists, absent optional records) makes the same round trip through both
+// forms, also decoded into a record filled with other octets; and the
+// envelope guards every record: another version, another signature, no
+// envelope or nothing after it is refused before the record is touched.
+//
 // Two records made for this test cover every field shape the walkers know
 // (optional records, pointer lists, text and integer lists, slots, signed
 // counts, long and narrow words, fixed octets, recursion), so the walkers are
@@ -29,6 +35,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -38,7 +45,10 @@
 #include "asn1/internal/record.h"
 #include "base_idls/attrlist_asn.h"
 #include "support/leak_check.h"
+#include "support/record_cases.h"
+#include "support/record_owners.h"
 #include "support/record_random.h"
+#include "support/record_test.h"
 
 // ---- records covering every field shape ----
 
@@ -159,7 +169,6 @@ namespace {
 
 using bytes_t = std::vector<unsigned char>;
 using qb_test::random_options;
-using qb_test::random_source;
 
 // Seeds per record for the round trips: the listed records, and the records
 // made for this test (larger, since they hold every shape).
@@ -176,24 +185,19 @@ using qb_test::LeakChecked;
 class RecordTable : public ::testing::Test {};
 class RecordRoundTrip : public LeakChecked {};
 class RecordHostileInput : public LeakChecked {};
+class RecordEnvelope : public LeakChecked {};
 class RecordSupport : public ::testing::Test {};
 
 // ---- the records under test ----
 
-std::vector<const qb_record_info*> listed_records() {
-    size_t n = 0;
-    const qb_record_info* const* list = qb_record_list(&n);
-    return std::vector<const qb_record_info*>(list, list + n);
-}
+using qb_test::built_record;
+using qb_test::decoded_record;
+using qb_test::encode_record;
+using qb_test::listed_records;
+using qb_test::hex32;
 
 std::vector<const qb_record_info*> shape_records() {
     return {&asn_shape_leaf_t::reflect(), &asn_shape_lists_t::reflect(), &asn_shape_all_t::reflect()};
-}
-
-std::string hex32(unsigned int v) {
-    char buf[16];
-    std::snprintf(buf, sizeof buf, "0x%08X", v);
-    return buf;
 }
 
 std::uint64_t name_seed(const char* name) {
@@ -202,100 +206,37 @@ std::uint64_t name_seed(const char* name) {
     return h;
 }
 
-// ---- encode / decode through the reflection entry points ----
-
-bytes_t bytes_of(const qb_asn_buffer_t& b) {
-    return b.data != nullptr ? bytes_t(b.data, b.data + b.length) : bytes_t();
-}
-
-unsigned int encode_with(const qb_record_info& info, void* flat, int lcs, bytes_t& out) {
-    qb_asn_buffer_t b{};
-    const unsigned int rc = info.encode(b, flat, lcs);
-    out = bytes_of(b);
-    qb_asn_buffer_free(b);
-    return rc;
-}
-
-// decoded: a zeroed flat record that the library filled; freed by the library.
-class decoded {
-public:
-    decoded(const qb_record_info& info, const unsigned char* p, size_t n, int lcs) : info_(info) {
-        flat_ = std::calloc(1, info.flat_size);
-        // An exactly sized copy, so a read past the input is caught by the sanitizer.
-        unsigned char* copy = static_cast<unsigned char*>(std::malloc(n != 0 ? n : 1));
-        if (n != 0) std::memcpy(copy, p, n);
-        qb_asn_buffer_t in{static_cast<unsigned int>(n), n != 0 ? copy : nullptr};
-        rc_ = info.decode(in, flat_, lcs);
-        std::free(copy);
-    }
-    decoded(const qb_record_info& info, const bytes_t& b, int lcs) : decoded(info, b.data(), b.size(), lcs) {}
-    ~decoded() {
-        info_.free_obj(flat_);
-        std::free(flat_);
-    }
-    decoded(const decoded&) = delete;
-    decoded& operator=(const decoded&) = delete;
-    unsigned int rc() const { return rc_; }
-    void* flat() const { return flat_; }
-
-private:
-    const qb_record_info& info_;
-    void* flat_;
-    unsigned int rc_;
-};
-
-// built: a random flat record owned by the test.
-class built {
-public:
-    built(const qb_record_info& info, std::uint64_t seed, const random_options& opt) : info_(info) {
-        flat_ = std::calloc(1, info.flat_size);
-        random_source rnd(seed);
-        qb_test::fill_random(info, flat_, rnd, opt);
-    }
-    ~built() {
-        qb_test::free_built(info_, flat_);
-        std::free(flat_);
-    }
-    built(const built&) = delete;
-    built& operator=(const built&) = delete;
-    void* flat() const { return flat_; }
-
-private:
-    const qb_record_info& info_;
-    void* flat_;
-};
-
-// round_trip: "" or what went wrong with the random record of this seed.
-std::string round_trip(const qb_record_info& info, std::uint64_t seed) {
+// random_round_trip: "" or what went wrong with the random record of this seed.
+std::string random_round_trip(const qb_record_info& info, std::uint64_t seed) {
     const random_options opt;
-    built src(info, seed, opt);
+    built_record src(info, seed, opt);
     std::string problem;
     bytes_t wire;
     std::string where;
-    if (unsigned int rc = encode_with(info, src.flat(), 0, wire); rc != 0) {
+    if (unsigned int rc = encode_record(info, src.flat(), 0, &wire); rc != 0) {
         problem = "encode returned " + hex32(rc);
     } else {
-        decoded back(info, wire, 0);
+        decoded_record back(info, wire, 0);
         bytes_t again, lcs_wire;
-        if (back.rc() != 0) {
-            problem = "decode returned " + hex32(back.rc());
+        if (back.status() != 0) {
+            problem = "decode returned " + hex32(back.status());
         } else if (std::string shape = qb_test::decoded_shape(info, back.flat()); !shape.empty()) {
             problem = "decoded record: " + shape;
         } else if (!qb_test::records_equal(info, src.flat(), back.flat(), &where)) {
             problem = "decoded record differs at " + where;
-        } else if (unsigned int rc2 = encode_with(info, back.flat(), 0, again); rc2 != 0) {
+        } else if (unsigned int rc2 = encode_record(info, back.flat(), 0, &again); rc2 != 0) {
             problem = "re-encoding the decoded record returned " + hex32(rc2);
         } else if (again != wire) {
             problem = "re-encoding the decoded record gave other bytes";
-        } else if (unsigned int rc3 = encode_with(info, src.flat(), 1, lcs_wire); rc3 != 0) {
+        } else if (unsigned int rc3 = encode_record(info, src.flat(), 1, &lcs_wire); rc3 != 0) {
             problem = "LCS encode returned " + hex32(rc3);
         } else if (lcs_wire != wire) {
             problem = "LCS encode gave other bytes for ASCII text";
         } else if (seed % 4 == 0) {
             // A quarter of the seeds also decode through the LCS form.
-            decoded lcs_back(info, wire, 1);
-            if (lcs_back.rc() != 0)
-                problem = "LCS decode returned " + hex32(lcs_back.rc());
+            decoded_record lcs_back(info, wire, 1);
+            if (lcs_back.status() != 0)
+                problem = "LCS decode returned " + hex32(lcs_back.status());
             else if (!qb_test::records_equal(info, src.flat(), lcs_back.flat(), &where))
                 problem = "LCS-decoded record differs at " + where;
         }
@@ -311,7 +252,7 @@ void round_trips(const std::vector<const qb_record_info*>& records, unsigned see
         int failures = 0;
         for (unsigned s = 0; s < seeds && failures < 3; ++s) {
             const std::uint64_t seed = name_seed(info->name) + s;
-            const std::string problem = round_trip(*info, seed);
+            const std::string problem = random_round_trip(*info, seed);
             if (!problem.empty()) {
                 ++failures;
                 ADD_FAILURE() << info->name << ", seed " << seed << ": " << problem;
@@ -326,17 +267,10 @@ void round_trips(const std::vector<const qb_record_info*>& records, unsigned see
 // The shape of the one valid message per record: every list non-empty,
 // every optional record present, short texts, at most two levels of nesting.
 random_options hostile_options() {
-    random_options o;
+    random_options o = qb_test::filled_options(1, 3, true);
     o.max_depth = 2;
-    o.min_list = 1;
-    o.max_list = 1;
-    o.max_text = 3;
-    o.max_bytes = 3;
     o.allow_null_text = false;
     o.allow_empty_bytes = false;
-    o.allow_absent = false;
-    o.allow_null_elements = false;
-    o.allow_negative_count = false;
     o.slot_use = 8;
     return o;
 }
@@ -352,8 +286,8 @@ struct hostile_tally {
 unsigned int hostile_one(const qb_record_info& info, const bytes_t& input, size_t n, int lcs, const std::string& what,
                  hostile_tally& t) {
     ++t.decodes;
-    decoded back(info, input.data(), n, lcs);
-    const unsigned int rc = back.rc();
+    decoded_record back(info, input.data(), n, lcs);
+    const unsigned int rc = back.status();
     std::string problem;
     if (rc != 0) {
         t.statuses.insert(rc);
@@ -366,12 +300,12 @@ unsigned int hostile_one(const qb_record_info& info, const bytes_t& input, size_
             problem = "decoded record: " + shape;
         } else if (!lcs) {
             // What decoded is a record: it encodes, and decodes to itself.
-            if (unsigned int rc2 = encode_with(info, back.flat(), 0, wire); rc2 != 0) {
+            if (unsigned int rc2 = encode_record(info, back.flat(), 0, &wire); rc2 != 0) {
                 problem = "re-encoding an accepted record returned " + hex32(rc2);
             } else {
-                decoded again(info, wire, 0);
-                if (again.rc() != 0)
-                    problem = "decoding the re-encoded record returned " + hex32(again.rc());
+                decoded_record again(info, wire, 0);
+                if (again.status() != 0)
+                    problem = "decoding the re-encoded record returned " + hex32(again.status());
                 else if (!qb_test::records_equal(info, back.flat(), again.flat(), &where))
                     problem = "the re-encoded record decodes differently at " + where;
             }
@@ -393,7 +327,7 @@ void expect_exception_lines(const std::string& printed) {
         size_t end = printed.find('\n', start);
         if (end == std::string::npos) end = printed.size();
         const std::string one = printed.substr(start, end - start + 1);
-        qb_test::exception_line e;
+        qb_test::exception_parts e;
         const bool ok = qb_test::parse_exception_line(one, &e) && e.code.compare(0, 4, "1065") == 0;
         if (!ok && shown++ < 5) ADD_FAILURE() << "unexpected output line: " << one;
         start = end + 1;
@@ -404,9 +338,9 @@ void hostile(const std::vector<const qb_record_info*>& records) {
     const random_options opt = hostile_options();
     for (const qb_record_info* info : records) {
         SCOPED_TRACE(info->name);
-        built src(*info, name_seed(info->name), opt);
+        built_record src(*info, name_seed(info->name), opt);
         bytes_t wire;
-        ASSERT_EQ(encode_with(*info, src.flat(), 0, wire), 0x00000000U) << qb_test::describe(*info, src.flat());
+        ASSERT_EQ(encode_record(*info, src.flat(), 0, &wire), 0x00000000U) << qb_test::describe(*info, src.flat());
         ASSERT_GT(wire.size(), 4U);
         hostile_tally t;
         testing::internal::CaptureStderr();
@@ -434,8 +368,8 @@ void hostile(const std::vector<const qb_record_info*>& records) {
         }
         expect_exception_lines(testing::internal::GetCapturedStderr());
         // The whole message decodes (the cuts all stop short of it).
-        decoded whole(*info, wire, 0);
-        EXPECT_EQ(whole.rc(), 0x00000000U);
+        decoded_record whole(*info, wire, 0);
+        EXPECT_EQ(whole.status(), 0x00000000U);
         EXPECT_TRUE(qb_test::records_equal(*info, src.flat(), whole.flat()));
         ::testing::Test::RecordProperty(std::string(info->name) + "_decodes", static_cast<int>(t.decodes));
     }
@@ -576,21 +510,108 @@ TEST_F(RecordRoundTrip, absent_optional_record_of_lists) {
     shape_all_s_t r{};
     const qb_record_info& info = asn_shape_all_t::reflect();
     bytes_t without, with;
-    ASSERT_EQ(encode_with(info, &r, 0, without), 0x00000000U);
+    ASSERT_EQ(encode_record(info, &r, 0, &without), 0x00000000U);
     shape_lists_s_t empty_lists{};
     r.lists = &empty_lists;
-    ASSERT_EQ(encode_with(info, &r, 0, with), 0x00000000U);
+    ASSERT_EQ(encode_record(info, &r, 0, &with), 0x00000000U);
     // The present record adds 30 04 30 00 30 00 at the end, and only that.
     ASSERT_EQ(with.size(), without.size() + 6);
     EXPECT_EQ(bytes_t(with.end() - 6, with.end()), (bytes_t{0x30, 0x04, 0x30, 0x00, 0x30, 0x00}));
-    decoded back(info, without, 0);
-    ASSERT_EQ(back.rc(), 0x00000000U);
+    decoded_record back(info, without, 0);
+    ASSERT_EQ(back.status(), 0x00000000U);
     EXPECT_EQ(static_cast<shape_all_s_t*>(back.flat())->lists, nullptr);
     EXPECT_EQ(static_cast<shape_all_s_t*>(back.flat())->optional_leaf, nullptr);
-    decoded back2(info, with, 0);
-    ASSERT_EQ(back2.rc(), 0x00000000U);
+    decoded_record back2(info, with, 0);
+    ASSERT_EQ(back2.status(), 0x00000000U);
     ASSERT_NE(static_cast<shape_all_s_t*>(back2.flat())->lists, nullptr);
     EXPECT_EQ(static_cast<shape_all_s_t*>(back2.flat())->lists->tcount, 0U);
+}
+
+// ---- fixed records ----
+
+// zeroed_round_trips: the zeroed record of each record type: null texts,
+// zero numbers, empty lists, absent optional records, empty slots. Both forms
+// give the same octets, and decode them (into a zeroed record and into one
+// filled with A5 octets, which the decoder must overwrite whole) to a record
+// equal to the zeroed one, with every text allocated and empty and no list
+// array; the decoded record encodes to the same octets.
+void zeroed_round_trips(const std::vector<const qb_record_info*>& records) {
+    for (const qb_record_info* info : records) {
+        std::unique_ptr<void, void (*)(void*)> zero(std::calloc(1, info->flat_size), std::free);
+        qb_test::expect_known_answers(
+            {{"the zeroed record", *info, zero.get(), nullptr},
+             {"the zeroed record, decoded into A5 octets", *info, zero.get(), nullptr, 0xA5}});
+    }
+}
+
+TEST_F(RecordRoundTrip, ZeroedRecordOfEveryListedRecord) { zeroed_round_trips(listed_records()); }
+
+TEST_F(RecordRoundTrip, ZeroedRecordOfEveryFieldShape) { zeroed_round_trips(shape_records()); }
+
+// holds_pointers: the record (or a record it embeds by value) has a field
+// that points to memory.
+bool holds_pointers(const qb_record_info& info) {
+    for (size_t k = 0; k < info.field_count; ++k) {
+        const qb_field_info& f = info.fields[k];
+        if (f.kind == qb_field_record ? holds_pointers(*f.element())
+                                      : f.kind != qb_field_int && f.kind != qb_field_uint && f.kind != qb_field_long &&
+                                            f.kind != qb_field_ushort && f.kind != qb_field_uchar &&
+                                            f.kind != qb_field_fixed_octets)
+            return true;
+    }
+    return false;
+}
+
+// A record that holds no pointers owns nothing: the library's freer leaves
+// every octet of it as it was (uuid_t, the replica requests and replies, the
+// time ranges, access times and ipauth entries of the policies).
+TEST_F(RecordRoundTrip, FreeOfARecordWithoutPointersTouchesNothing) {
+    std::set<std::string> checked;
+    for (const qb_record_info* info : listed_records()) {
+        if (holds_pointers(*info)) continue;
+        SCOPED_TRACE(info->name);
+        built_record r(*info, name_seed(info->name), random_options{});
+        const bytes_t before(static_cast<const unsigned char*>(r.flat()),
+                             static_cast<const unsigned char*>(r.flat()) + info->flat_size);
+        info->free_obj(r.flat());
+        EXPECT_EQ(bytes_t(static_cast<const unsigned char*>(r.flat()),
+                          static_cast<const unsigned char*>(r.flat()) + info->flat_size),
+                  before);
+        checked.insert(info->name);
+    }
+    for (const char* name : {"uuid_t", "dbr_get_db_in_t", "dbr_get_db_out_t", "kxtod_range_t", "kxaccess_times_t",
+                             "kxpop_ipauth_t"})
+        EXPECT_EQ(checked.count(name), 1U) << name;
+}
+
+// Every record's message behind an envelope of another version (00, 01, 03,
+// FF), with another signature, with no envelope, with nothing but the
+// envelope, and no octets at all: both forms refuse it with 0x10652196 and
+// print nothing, and a record filled with A5 octets is not touched.
+TEST_F(RecordEnvelope, OtherEnvelopesAreRefusedBeforeTheRecordIsTouched) {
+    for (const qb_record_info* info : listed_records()) {
+        SCOPED_TRACE(info->name);
+        std::unique_ptr<void, void (*)(void*)> zero(std::calloc(1, info->flat_size), std::free);
+        bytes_t msg;
+        ASSERT_EQ(encode_record(*info, zero.get(), 0, &msg), 0x00000000U) << info->name;
+        ASSERT_GT(msg.size(), 4U);
+        std::vector<std::pair<std::string, bytes_t>> refused;
+        for (const unsigned char version : {0x00, 0x01, 0x03, 0xFF}) {
+            bytes_t other = msg;
+            other[1] = version;
+            refused.emplace_back("version " + std::to_string(version), other);
+        }
+        bytes_t signature = msg;
+        signature[2] = 0xAD;
+        refused.emplace_back("signature AD DC", signature);
+        refused.emplace_back("no envelope", bytes_t(msg.begin() + 4, msg.end()));
+        refused.emplace_back("the envelope alone", bytes_t(msg.begin(), msg.begin() + 4));
+        refused.emplace_back("no octets", bytes_t());
+        for (const auto& [what, octets] : refused) {
+            const std::string text = qb_test::to_hex(octets);
+            qb_test::expect_decodes({{what.c_str(), *info, text.c_str(), 0x10652196U, nullptr, nullptr, true, 0xA5}});
+        }
+    }
 }
 
 // ---- hostile input ----
@@ -632,7 +653,7 @@ TEST_F(RecordSupport, ComparerSeesEachKindOfDifference) {
 
 TEST_F(RecordSupport, ComparerWalksListsOfTheShapeRecord) {
     const qb_record_info& info = asn_shape_all_t::reflect();
-    built a(info, 42, random_options{});
+    built_record a(info, 42, random_options{});
     EXPECT_TRUE(qb_test::records_equal(info, a.flat(), a.flat()));
     shape_all_s_t changed = *static_cast<shape_all_s_t*>(a.flat());
     changed.l ^= 0x100000000L;  // only the low 32 bits travel

@@ -18,6 +18,7 @@
 #include "asn1/asn1.h"
 #include "asn1/asnrecord.h"
 #include "base_idls/attrlist_asn.h"
+#include "support/record_owners.h"
 #include "support/record_random.h"
 #include "support/thread_locale.h"
 
@@ -25,62 +26,17 @@ namespace {
 
 using bytes_t = std::vector<unsigned char>;
 
+using qb_test::built_record;
+using qb_test::decoded_record;
+using qb_test::encode_record;
 using qb_test::kMissingLocale;
 using qb_test::thread_locale;
 
-// A flat record of the given type built by the test (freed by the test).
-class built_record {
-public:
-    built_record(const qb_record_info& info, std::uint64_t seed) : info_(info) {
-        flat_ = std::calloc(1, info.flat_size);
-        qb_test::random_source rnd(seed);
-        qb_test::random_options opt;
-        opt.utf8_text = true;
-        qb_test::fill_random(info, flat_, rnd, opt);
-    }
-    ~built_record() {
-        qb_test::free_built(info_, flat_);
-        std::free(flat_);
-    }
-    built_record(const built_record&) = delete;
-    built_record& operator=(const built_record&) = delete;
-    void* flat() { return flat_; }
-
-private:
-    const qb_record_info& info_;
-    void* flat_;
-};
-
-// A flat record decoded by the library (freed with the library's freer).
-class decoded_record {
-public:
-    decoded_record(const qb_record_info& info, bytes_t& message, int lcs) : info_(info) {
-        flat_ = std::calloc(1, info.flat_size);
-        qb_asn_buffer_t in{static_cast<unsigned int>(message.size()), message.data()};
-        status_ = info.decode(in, flat_, lcs);
-    }
-    ~decoded_record() {
-        info_.free_obj(flat_);
-        std::free(flat_);
-    }
-    decoded_record(const decoded_record&) = delete;
-    decoded_record& operator=(const decoded_record&) = delete;
-    unsigned int status() const { return status_; }
-    const void* flat() const { return flat_; }
-
-private:
-    const qb_record_info& info_;
-    void* flat_;
-    unsigned int status_;
-};
-
-bytes_t encode(const qb_record_info& info, void* flat, int lcs, unsigned int* status) {
-    qb_asn_buffer_t out{};
-    *status = info.encode(out, flat, lcs);
-    bytes_t bytes;
-    if (*status == 0) bytes.assign(out.data, out.data + out.length);
-    qb_asn_buffer_free(out);
-    return bytes;
+// The texts mix ASCII with 2- and 3-octet UTF-8 characters.
+qb_test::random_options utf8_texts() {
+    qb_test::random_options opt;
+    opt.utf8_text = true;
+    return opt;
 }
 
 TEST(RecordsUnderUtf8Locale, PlainAndLocalCodeSetFormsCarryTheSameValues) {
@@ -94,12 +50,10 @@ TEST(RecordsUnderUtf8Locale, PlainAndLocalCodeSetFormsCarryTheSameValues) {
         SCOPED_TRACE(info.flat_name);
         for (std::uint64_t seed = 1; seed <= 20; ++seed) {
             SCOPED_TRACE(seed);
-            built_record src(info, seed * 7919 + r);
-            unsigned int rc_plain = 0, rc_lcs = 0;
-            bytes_t plain = encode(info, src.flat(), 0, &rc_plain);
-            bytes_t lcs = encode(info, src.flat(), 1, &rc_lcs);
-            ASSERT_EQ(rc_plain, 0u);
-            ASSERT_EQ(rc_lcs, 0u);
+            built_record src(info, seed * 7919 + r, utf8_texts());
+            bytes_t plain, lcs;
+            ASSERT_EQ(encode_record(info, src.flat(), 0, &plain), 0u);
+            ASSERT_EQ(encode_record(info, src.flat(), 1, &lcs), 0u);
             EXPECT_EQ(plain, lcs);  // UTF-8 texts are UTF-8 on the wire either way
 
             std::string where;
@@ -126,7 +80,7 @@ TEST(RecordsUnderLatin1Locale, TextOutsideLatin1CannotBeHandedOut) {
     decoded_record back(*info, message, 1);
     const std::string printed = testing::internal::GetCapturedStderr();
     EXPECT_EQ(back.status(), 0x106521ABu);
-    qb_test::exception_line line;
+    qb_test::exception_parts line;
     ASSERT_TRUE(qb_test::parse_exception_line(printed, &line)) << printed;
     EXPECT_EQ(line.code, "106521ab");
     EXPECT_EQ(line.file, "asn1/asnstrng");

@@ -35,9 +35,11 @@
 #include "asn1/asnrecord.h"
 #include "base_idls/attrlist_asn.h"
 #include "support/ber_shapes.h"
+#include "support/frames.h"
 #include "support/hex.h"
 #include "support/record_owners.h"
 #include "support/record_random.h"
+#include "support/record_test.h"
 #include "support/small_stack.h"
 
 namespace {
@@ -91,20 +93,9 @@ bytes_t bomb(const bomb_form& form, size_t size) {
     return out;
 }
 
-// long_length: DER length octets of n.
-bytes_t long_length(size_t n) {
-    if (n < 0x80) return {static_cast<unsigned char>(n)};
-    bytes_t digits;
-    for (size_t v = n; v != 0; v >>= 8) digits.insert(digits.begin(), static_cast<unsigned char>(v & 0xFF));
-    digits.insert(digits.begin(), static_cast<unsigned char>(0x80 | digits.size()));
-    return digits;
-}
-
-bytes_t joined(const bytes_t& a, const bytes_t& b) {
-    bytes_t out = a;
-    out.insert(out.end(), b.begin(), b.end());
-    return out;
-}
+using qb_test::concat;
+using qb_test::listed_records;
+using qb_test::hex32;
 
 // ---- decoding through the reflection table ----
 
@@ -118,15 +109,7 @@ unsigned int decode_status(const qb_record_info& info, const bytes_t& msg, int l
 // hold elements and whose optional members are present, so every member
 // has a frame a bomb can replace.
 bytes_t valid_message(const qb_record_info& info) {
-    qb_test::random_options opt;
-    opt.min_list = 1;
-    opt.max_list = 2;
-    opt.deep_max_list = 1;
-    opt.max_text = 4;
-    opt.max_bytes = 4;
-    opt.allow_absent = false;
-    opt.allow_null_elements = false;
-    opt.allow_negative_count = false;
+    qb_test::random_options opt = qb_test::filled_options(2, 4, true);
     opt.slot_use = 10;  // a few used slots; all 32 would make the action groups' message 32 KB
     const qb_test::built_record record(info, 0x5EED, opt);
     bytes_t msg;
@@ -134,29 +117,18 @@ bytes_t valid_message(const qb_record_info& info) {
     return msg;
 }
 
-std::vector<const qb_record_info*> all_records() {
-    size_t count = 0;
-    const qb_record_info* const* list = qb_record_list(&count);
-    return std::vector<const qb_record_info*>(list, list + count);
-}
-
 // Everything one small-stack run found wrong, reported after the thread ends
 // (so a failure message names the record and the place).
 struct findings {
     std::vector<std::string> problems;
     size_t decodes = 0;
-    void expect_refused(unsigned int rc, const std::string& what) {
+    void note_refused(unsigned int rc, const std::string& what) {
         ++decodes;
         if (rc == 0) problems.push_back(what + ": decoded with status 0");
         else if ((rc & 0xFFFF0000u) != 0x10650000u) problems.push_back(what + ": status outside the family");
     }
 };
 
-std::string hex32(unsigned int v) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08X", v);
-    return text;
-}
 
 void report(const findings& f, const qb_test::stack_run& run, const char* label) {
     ASSERT_TRUE(run.started);
@@ -169,29 +141,29 @@ void report(const findings& f, const qb_test::stack_run& run, const char* label)
 // ---- nesting bombs ----
 
 TEST(RecordNesting, MebibyteBombsBehindTheEnvelopeOnA64KiBStack) {
-    const auto records = all_records();
+    const auto records = listed_records();
     ASSERT_EQ(records.size(), 65u);
     std::vector<bytes_t> messages;
-    for (const bomb_form& form : kForms) messages.push_back(joined(kEnvelope, bomb(form, kMebibyte)));
+    for (const bomb_form& form : kForms) messages.push_back(concat({kEnvelope, bomb(form, kMebibyte)}));
     findings f;
     const qb_test::stack_run run = qb_test::run_on_small_stack(kSmallStack, [&] {
         for (size_t m = 0; m < messages.size(); ++m) {
             for (const qb_record_info* info : records)
                 for (int lcs = 0; lcs <= 1; ++lcs)
-                    f.expect_refused(decode_status(*info, messages[m], lcs),
+                    f.note_refused(decode_status(*info, messages[m], lcs),
                                      std::string(info->flat_name) + " " + kForms[m].name + (lcs ? " LCS" : ""));
             for (unsigned int type : {259u, 260u, 262u}) {
                 bytes_t copy = messages[m];
                 qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
                 if (type == 262) {
                     int value = 0;
-                    f.expect_refused(static_cast<unsigned int>(qbasn_decode_obj(2, in, type, &value)),
+                    f.note_refused(static_cast<unsigned int>(qbasn_decode_obj(2, in, type, &value)),
                                      std::string("type 262 ") + kForms[m].name);
                 } else {
                     // Room for either plain record; the decode fills the one it names.
                     alignas(std::max_align_t) unsigned char record[std::max(sizeof(cert_request_in),
                                                                             sizeof(kxobj_update_list_s_t))] = {};
-                    f.expect_refused(static_cast<unsigned int>(qbasn_decode_obj(2, in, type, record)),
+                    f.note_refused(static_cast<unsigned int>(qbasn_decode_obj(2, in, type, record)),
                                      "type " + std::to_string(type) + " " + kForms[m].name);
                     (void)qbasn_obj_free(2, type, record);
                 }
@@ -211,7 +183,7 @@ TEST(RecordNesting, BombsAtEveryMemberOfEveryRecordOnA64KiBStack) {
         std::string what;
     };
     std::vector<cut_message> cuts;
-    for (const qb_record_info* info : all_records()) {
+    for (const qb_record_info* info : listed_records()) {
         const bytes_t valid = valid_message(*info);
         std::vector<size_t> starts;
         const bytes_t open = qb_test::indefinite_form(valid, 4, &starts);
@@ -219,14 +191,14 @@ TEST(RecordNesting, BombsAtEveryMemberOfEveryRecordOnA64KiBStack) {
         ASSERT_EQ(decode_status(*info, open, 0), 0u) << info->flat_name << ": the indefinite form decodes";
         for (size_t start : starts)
             for (const bomb_form& form : kForms)
-                cuts.push_back({info, joined(bytes_t(open.begin(), open.begin() + static_cast<std::ptrdiff_t>(start)),
-                                             bomb(form, 4096)),
+                cuts.push_back({info, concat({bytes_t(open.begin(), open.begin() + static_cast<std::ptrdiff_t>(start)),
+                                              bomb(form, 4096)}),
                                 std::string(info->flat_name) + " at " + std::to_string(start) + " " + form.name});
     }
     ASSERT_GT(cuts.size(), 65u * 6u);
     findings f;
     const qb_test::stack_run run = qb_test::run_on_small_stack(kSmallStack, [&] {
-        for (const cut_message& c : cuts) f.expect_refused(decode_status(*c.info, c.bytes, 0), c.what);
+        for (const cut_message& c : cuts) f.note_refused(decode_status(*c.info, c.bytes, 0), c.what);
     });
     report(f, run, "bombs at every member");
 }
@@ -235,7 +207,7 @@ TEST(RecordNesting, ValidMessagesDecodeOnA64KiBStack) {
     // A small stack refuses nothing valid: every record's message, in the
     // DER form and in the indefinite form, plain and LCS.
     std::vector<std::pair<const qb_record_info*, bytes_t>> messages;
-    for (const qb_record_info* info : all_records()) {
+    for (const qb_record_info* info : listed_records()) {
         const bytes_t valid = valid_message(*info);
         messages.emplace_back(info, valid);
         messages.emplace_back(info, qb_test::indefinite_form(valid, 4));
@@ -260,20 +232,7 @@ TEST(RecordNesting, ValidMessagesDecodeOnA64KiBStack) {
 // large stack of their own, so the caller's 64 KiB suffice. The object
 // tree, which reads it on the caller's stack, is measured on a large one.
 bytes_t chain_of(const char* leading_members, int records) {
-    const bytes_t leading = hex(leading_members);
-    bytes_t inner;  // the innermost record's child list is empty
-    for (int i = 0; i < records; ++i) {
-        bytes_t content = leading;
-        content.push_back(0x30);
-        const bytes_t length = long_length(inner.size());
-        content.insert(content.end(), length.begin(), length.end());
-        content.insert(content.end(), inner.begin(), inner.end());
-        inner = {0x30};
-        const bytes_t outer = long_length(content.size());
-        inner.insert(inner.end(), outer.begin(), outer.end());
-        inner.insert(inner.end(), content.begin(), content.end());
-    }
-    return joined(kEnvelope, inner);
+    return concat({kEnvelope, qb_test::nested_records(hex(leading_members), records)});
 }
 
 unsigned int tree_decode_status(const qb_record_info& info, const bytes_t& msg) {
@@ -402,20 +361,11 @@ TEST(RecordNesting, SegmentBoundOfAnOctetStringObject) {
         qb_asn_octetstring o(security_off);
         o.constructed_permitted = 1;
         o.indefinite_permitted = 1;
-        bytes_t in = hex(in_hex);
-        qb_r_buffer_t r(in.data(), static_cast<unsigned int>(in.size()));
-        EXPECT_EQ(o.asnread(r), want_rc);
-        if (want_rc == 0) {
-            unsigned char* p = nullptr;
-            unsigned int n = 0;
-            ASSERT_EQ(o.get_value(p, n), 0u);
-            EXPECT_EQ(bytes_t(p, p + n), hex(want_value));
-            EXPECT_EQ(r.remaining, 0u);
-        } else {
-            EXPECT_EQ(r.cursor, in.data());
-            EXPECT_EQ(r.remaining, in.size());
-            EXPECT_EQ(o.is_present(), 0);
-        }
+        // A read takes the whole frame, or nothing.
+        const size_t consumed = want_rc == 0 ? hex(in_hex).size() : 0;
+        EXPECT_TRUE(qb_test::reads(o, in_hex, want_rc, consumed));
+        EXPECT_EQ(o.is_present() != 0, want_rc == 0);
+        EXPECT_EQ(want_rc == 0 ? qb_test::value_of(o) : bytes_t(), hex(want_value));
     }
 }
 
@@ -482,21 +432,13 @@ TEST(RecordLengths, FrameReaderRefusesWhatTheScannerTruncates) {
     for (const char* in_hex : {"04 85 01 00 00 00 02 AA BB", "04 88 00 00 00 01 00 00 00 02 AA BB",
                                "04 85 80 00 00 00 02 AA BB"}) {
         SCOPED_TRACE(in_hex);
-        bytes_t in = hex(in_hex);
         qb_asn_octetstring o(security_off);
-        qb_r_buffer_t r(in.data(), static_cast<unsigned int>(in.size()));
-        EXPECT_EQ(o.asnread(r), kInputExhausted);
-        EXPECT_EQ(r.cursor, in.data());
-        EXPECT_EQ(r.remaining, in.size());
+        EXPECT_TRUE(qb_test::reads(o, in_hex, kInputExhausted, 0));
     }
-    bytes_t ok = hex("04 88 00 00 00 00 00 00 00 02 AA BB");
+    // Leading zero octets of the same long form are read.
     qb_asn_octetstring o(security_off);
-    qb_r_buffer_t r(ok.data(), static_cast<unsigned int>(ok.size()));
-    EXPECT_EQ(o.asnread(r), 0u);
-    unsigned char* v = nullptr;
-    unsigned int n = 0;
-    ASSERT_EQ(o.get_value(v, n), 0u);
-    EXPECT_EQ(bytes_t(v, v + n), hex("AA BB"));
+    EXPECT_TRUE(qb_test::reads(o, "04 88 00 00 00 00 00 00 00 02 AA BB", 0, 12));
+    EXPECT_EQ(qb_test::value_of(o), hex("AA BB"));
 }
 
 // ---- stack per level ----

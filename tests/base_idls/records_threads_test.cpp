@@ -52,6 +52,7 @@
 
 #include "asn1/asnrecord.h"
 #include "support/leak_check.h"
+#include "support/record_cases.h"
 #include "support/record_owners.h"
 #include "support/record_random.h"
 #include "support/stderr_tap.h"
@@ -87,11 +88,7 @@ const locale_plan kPlans[2] = {
     {qb_test::kLatin1Locale, "ISO-8859-1", {texts::ascii, texts::ascii, texts::utf8}},
 };
 
-std::string hex32(unsigned int v) {
-    char buf[16];
-    std::snprintf(buf, sizeof buf, "0x%08X", v);
-    return buf;
-}
+using qb_test::hex32;
 
 // ---- the answer key ----
 

@@ -5,7 +5,8 @@
 //   - built_record: a zeroed flat record filled by fill_random
 //     (support/record_random.h); released with free_built, since the test
 //     allocated what hangs in it;
-//   - decoded_record: a zeroed flat record the library decoded into;
+//   - decoded_record: a zeroed flat record the library decoded into (from an
+//     exactly sized copy of the input, support/buffers.h);
 //     released with the library's freer (info.free_obj), also after a failed
 //     decode that left it partly filled, so the leak check judges the
 //     library's freer;
@@ -23,6 +24,7 @@
 
 #include "asn1/asn1.h"
 #include "asn1/asnrecord.h"
+#include "support/buffers.h"
 #include "support/record_random.h"
 
 namespace qb_test {
@@ -57,8 +59,8 @@ public:
     decoded_record(const qb_record_info& info, const unsigned char* p, std::size_t n, int lcs) : info_(info) {
         flat_ = std::calloc(1, info.flat_size);
         if (flat_ == nullptr) throw std::bad_alloc();
-        std::vector<unsigned char> copy(p, p + n);
-        qb_asn_buffer_t in{static_cast<unsigned int>(n), n != 0 ? copy.data() : nullptr};
+        const exact_block copy(p, n);
+        qb_asn_buffer_t in{copy.size(), n != 0 ? copy.data() : nullptr};
         status_ = info.decode(in, flat_, lcs);
     }
     decoded_record(const qb_record_info& info, const std::vector<unsigned char>& b, int lcs)
@@ -83,8 +85,7 @@ private:
 inline unsigned int encode_record(const qb_record_info& info, void* flat, int lcs, std::vector<unsigned char>* out) {
     qb_asn_buffer_t b{};
     const unsigned int rc = info.encode(b, flat, lcs);
-    out->clear();
-    if (rc == 0 && b.data != nullptr) out->assign(b.data, b.data + b.length);
+    *out = rc == 0 ? bytes_of(b) : bytes_t();
     qb_asn_buffer_free(b);
     return rc;
 }

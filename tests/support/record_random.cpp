@@ -104,6 +104,26 @@ void put_count(const qb_field_info& f, void* flat, unsigned n, random_source& rn
     }
 }
 
+// free_held: releases what a field holds by pointer (a record with what
+// hangs in it, or a text); nothing for null.
+void free_held(const qb_field_info& f, void* p) {
+    if (p == nullptr) return;
+    if (f.kind != qb_field_text_list) free_built(element_of(f), p);
+    std::free(p);
+}
+
+// new_list: a random element count for the list `f` (written to the flat
+// record, and to *n) and a zeroed array of that many elements of `size`
+// octets hung into the record; null (and no array) for no element.
+void* new_list(const qb_field_info& f, void* flat, size_t size, random_source& rnd, const random_options& opt,
+               int depth, unsigned* n) {
+    *n = random_count(rnd, opt, depth);
+    put_count(f, flat, *n, rnd, opt);
+    void* array = *n == 0 ? nullptr : checked_calloc(*n, size);
+    word<void*>(flat, f.offset2) = array;
+    return array;
+}
+
 // ---- text helpers ----
 
 bool same_text(const char* a, const char* b) {
@@ -498,6 +518,19 @@ std::uint32_t random_source::below(std::uint32_t n) {
 
 // ---- public functions ----
 
+random_options filled_options(unsigned max_list, unsigned max_octets, bool complete) {
+    random_options opt;
+    opt.min_list = 1;
+    opt.max_list = max_list;
+    opt.deep_max_list = 1;
+    opt.max_text = max_octets;
+    opt.max_bytes = max_octets;
+    opt.allow_absent = !complete;
+    opt.allow_null_elements = !complete;
+    opt.allow_negative_count = !complete;
+    return opt;
+}
+
 void fill_random(const qb_record_info& info, void* flat, random_source& rnd, const random_options& opt, int depth) {
     for (size_t k = 0; k < info.field_count; ++k) {
         const qb_field_info& f = info.fields[k];
@@ -549,28 +582,16 @@ void fill_random(const qb_record_info& info, void* flat, random_source& rnd, con
                 break;
             }
             case qb_field_record_list: {
-                const unsigned n = random_count(rnd, opt, depth);
-                put_count(f, flat, n, rnd, opt);
-                if (n == 0) {
-                    word<void*>(flat, f.offset2) = nullptr;
-                    break;
-                }
                 const qb_record_info& e = element_of(f);
-                char* array = static_cast<char*>(checked_calloc(n, e.flat_size));
-                word<char*>(flat, f.offset2) = array;
+                unsigned n = 0;
+                char* array = static_cast<char*>(new_list(f, flat, e.flat_size, rnd, opt, depth, &n));
                 for (unsigned i = 0; i < n; ++i) fill_random(e, array + i * e.flat_size, rnd, opt, depth + 1);
                 break;
             }
             case qb_field_record_ptr_list: {
-                const unsigned n = random_count(rnd, opt, depth);
-                put_count(f, flat, n, rnd, opt);
-                if (n == 0) {
-                    word<void*>(flat, f.offset2) = nullptr;
-                    break;
-                }
                 const qb_record_info& e = element_of(f);
-                auto** array = static_cast<void**>(checked_calloc(n, sizeof(void*)));
-                word<void**>(flat, f.offset2) = array;
+                unsigned n = 0;
+                auto** array = static_cast<void**>(new_list(f, flat, sizeof(void*), rnd, opt, depth, &n));
                 for (unsigned i = 0; i < n; ++i) {
                     if (opt.allow_null_elements && rnd.chance(1, 5)) continue;
                     array[i] = checked_calloc(1, e.flat_size);
@@ -579,26 +600,14 @@ void fill_random(const qb_record_info& info, void* flat, random_source& rnd, con
                 break;
             }
             case qb_field_text_list: {
-                const unsigned n = random_count(rnd, opt, depth);
-                put_count(f, flat, n, rnd, opt);
-                if (n == 0) {
-                    word<void*>(flat, f.offset2) = nullptr;
-                    break;
-                }
-                auto** array = static_cast<char**>(checked_calloc(n, sizeof(char*)));
-                word<char**>(flat, f.offset2) = array;
+                unsigned n = 0;
+                auto** array = static_cast<char**>(new_list(f, flat, sizeof(char*), rnd, opt, depth, &n));
                 for (unsigned i = 0; i < n; ++i) array[i] = random_text(rnd, opt);
                 break;
             }
             case qb_field_int_list: {
-                const unsigned n = random_count(rnd, opt, depth);
-                put_count(f, flat, n, rnd, opt);
-                if (n == 0) {
-                    word<void*>(flat, f.offset2) = nullptr;
-                    break;
-                }
-                auto* array = static_cast<int*>(checked_calloc(n, sizeof(int)));
-                word<int*>(flat, f.offset2) = array;
+                unsigned n = 0;
+                auto* array = static_cast<int*>(new_list(f, flat, sizeof(int), rnd, opt, depth, &n));
                 for (unsigned i = 0; i < n; ++i) array[i] = static_cast<int>(random_word(rnd));
                 break;
             }
@@ -632,50 +641,25 @@ void free_built(const qb_record_info& info, void* flat) {
             case qb_field_text_octets: std::free(word<char*>(flat, f.offset)); break;
             case qb_field_octets: std::free(word<unsigned char*>(flat, f.offset2)); break;
             case qb_field_record: free_built(element_of(f), at(flat, f.offset)); break;
-            case qb_field_optional_record: {
-                void* p = word<void*>(flat, f.offset);
-                if (p == nullptr) break;
-                free_built(element_of(f), p);
-                std::free(p);
-                break;
-            }
-            case qb_field_record_list: {
-                char* array = word<char*>(flat, f.offset2);
-                if (array == nullptr) break;
-                const qb_record_info& e = element_of(f);
-                const unsigned n = count_of(f, flat);
-                for (unsigned i = 0; i < n; ++i) free_built(e, array + i * e.flat_size);
-                std::free(array);
-                break;
-            }
-            case qb_field_record_ptr_list: {
-                void** array = word<void**>(flat, f.offset2);
-                if (array == nullptr) break;
-                const unsigned n = count_of(f, flat);
-                for (unsigned i = 0; i < n; ++i) {
-                    if (array[i] == nullptr) continue;
-                    free_built(element_of(f), array[i]);
-                    std::free(array[i]);
-                }
-                std::free(array);
-                break;
-            }
+            case qb_field_optional_record: free_held(f, word<void*>(flat, f.offset)); break;
+            case qb_field_record_list:
+            case qb_field_record_ptr_list:
             case qb_field_text_list: {
-                char** array = word<char**>(flat, f.offset2);
-                if (array == nullptr) break;
-                const unsigned n = count_of(f, flat);
-                for (unsigned i = 0; i < n; ++i) std::free(array[i]);
+                char* array = word<char*>(flat, f.offset2);
+                const unsigned n = array == nullptr ? 0 : count_of(f, flat);
+                for (unsigned i = 0; i < n; ++i) {
+                    if (f.kind == qb_field_record_list)
+                        free_built(element_of(f), array + i * element_of(f).flat_size);
+                    else
+                        free_held(f, reinterpret_cast<void**>(array)[i]);
+                }
                 std::free(array);
                 break;
             }
             case qb_field_int_list: std::free(word<int*>(flat, f.offset2)); break;
             case qb_field_record_slots: {
                 auto** slots = reinterpret_cast<void**>(at(flat, f.offset));
-                for (size_t i = 0; i < f.size; ++i) {
-                    if (slots[i] == nullptr) continue;
-                    free_built(element_of(f), slots[i]);
-                    std::free(slots[i]);
-                }
+                for (size_t i = 0; i < f.size; ++i) free_held(f, slots[i]);
                 break;
             }
         }
@@ -704,7 +688,7 @@ std::string describe(const qb_record_info& info, const void* flat) {
     return out;
 }
 
-bool parse_exception_line(const std::string& text, exception_line* out) {
+bool parse_exception_line(const std::string& text, exception_parts* out) {
     static const std::string lead = "Exception: ";
     static const std::string at_line = " at line ";
     if (text.size() < lead.size() + 1 || text.compare(0, lead.size(), lead) != 0) return false;

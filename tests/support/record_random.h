@@ -50,6 +50,13 @@ struct random_options {
     bool utf8_text = false;          // texts mix ASCII with 2- and 3-octet UTF-8 characters
 };
 
+// filled_options: records whose every list holds 1 to `max_list` elements
+// (at most one in a nested record) and whose texts and byte strings hold at
+// most `max_octets` octets; with `complete`, every optional record is present,
+// no pointer-list element is null and no signed count is negative, so every
+// member of the record has a frame in its encoding.
+random_options filled_options(unsigned max_list, unsigned max_octets, bool complete);
+
 // fill_random: fills the zeroed flat record `flat` of type `info` at nesting depth `depth`.
 void fill_random(const qb_record_info& info, void* flat, random_source& rnd, const random_options& opt,
                  int depth = 0);
@@ -82,9 +89,10 @@ std::string image(const qb_record_info& info, const void* flat);
 // uses_kind: the record (or a record it nests) has a field of this kind.
 bool uses_kind(const qb_record_info& info, qb_field_kind kind);
 
-// exception_line: the parts of one line that an entry point prints for an
-// exception, "Exception: <message> [<code, 8 hex digits>] in <file> at line <n>\n".
-struct exception_line {
+// exception_parts: the parts of one line that an entry point prints for an
+// exception, "Exception: <message> [<code, 8 hex digits>] in <file> at line <n>\n"
+// (support/stderr_tap.h writes such a line: exception_line).
+struct exception_parts {
     std::string message;
     std::string code;  // the 8 lower-case hex digits as printed
     std::string file;
@@ -93,7 +101,7 @@ struct exception_line {
 
 // parse_exception_line: true when `text` is exactly one such line (with its
 // newline); the parts go to *out.
-bool parse_exception_line(const std::string& text, exception_line* out);
+bool parse_exception_line(const std::string& text, exception_parts* out);
 
 }  // namespace qb_test
 

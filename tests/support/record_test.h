@@ -4,27 +4,31 @@
 // Header-only (inline functions and templates in namespace qb_test); a test
 // source takes what it uses with using-declarations. It gives:
 //   - wire vectors many groups embed (the envelope, the attribute list
-//     ATTRS_K, UUIDs and security identities), written out as hex text;
-//   - encode / decode / decode_zeroed / round_trip: the entry points
-//     qbAsnEncodeObj / qbAsnDecodeObj (and the LCS forms) to and from
-//     std::vector, with their status checked where it must be 0;
-//   - small builders and checks: text, text_of, block_of, expect_text, to_hex,
-//     ber_length / frame / concat, dump_names, the ATTRS_K and one-attribute
-//     lists, uuid_1 / expect_uuid;
-//   - qb_test::LeakChecked and qb_test::leak_found (support/leak_check.h);
-//   - sweep_encode / sweep_decode: encode or decode with the 1st, 2nd, 3rd
-//     ... allocation failed until the call completes, checking every run.
-//     They fail allocations through support/failing_malloc.h, which must
+//     ATTRS_K, UUIDs and security identities), written out as hex text, and
+//     the flat records behind them (attrs_k, one_attr, uuid_1);
+//   - encode / decode_zeroed: the typed entry points qbAsnEncodeObj /
+//     qbAsnDecodeObj (and the LCS forms) to and from std::vector, for the
+//     record-specific tests that look at one record by its type;
+//   - small builders: text, to_hex, concat, nested_records (octets out of
+//     the library's buffers, lengths and frames: support/buffers.h and
+//     support/frames.h);
+//   - the table checks of support/record_cases.h, and qb_test::LeakChecked
+//     (support/leak_check.h);
+//   - expect_sweeps (expect_sweep for one record): records whose encode or
+//     decode runs with the 1st, 2nd, 3rd ... allocation failed until the
+//     call completes, checking every run; blocks_freed_by, the blocks a free
+//     releases, in order; decode_allocations, the sizes a decode allocates.
+//     These watch allocations through support/failing_malloc.h, which must
 //     then be included BEFORE this header (in the one source of the
 //     executable that includes it); failing_malloc.h refuses to come after
-//     this header, and without it a call of a sweep does not compile.
+//     this header, and without it a call of any of them does not compile.
 #ifndef QBASN_TESTS_SUPPORT_RECORD_TEST_H
 #define QBASN_TESTS_SUPPORT_RECORD_TEST_H
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <string>
@@ -34,8 +38,13 @@
 #include "asn1/asn1.h"
 #include "asn1/asnbase.h"
 #include "base_idls/attrlist_asn.h"
+#include "support/buffers.h"
+#include "support/frames.h"
 #include "support/hex.h"
 #include "support/leak_check.h"
+#include "support/record_cases.h"
+#include "support/record_owners.h"
+#include "support/record_random.h"
 
 // ---- wire vectors, written out ----
 
@@ -43,6 +52,8 @@
 #define ENVELOPE "04 02 AC DC "
 // attrlist_t { attr "k" { value 1, "v", 01 } } (attrs_k() below)
 #define ATTRS_K "30 14 30 12 30 10 0C 01 6B 30 0B 30 09 02 01 01 0C 01 76 04 01 01"
+// attrlist_t { attr "a" { value 1, "x", 01 } } (one_attr below)
+#define ATTRS_A "30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01"
 // attrlist_t with no attributes
 #define ATTRS_EMPTY "30 02 30 00"
 // uuid_t with every member 0
@@ -58,55 +69,20 @@
 
 namespace qb_test {
 
-using bytes_t = std::vector<unsigned char>;
-
-// ---- texts and blocks ----
+// ---- texts and octets ----
 
 // text: a string literal as the char* a flat record holds (the encoders only read it).
 inline char* text(const char* s) { return const_cast<char*>(s); }
 
-// text_of: the text, with null read as "".
-inline std::string text_of(const char* s) { return s == nullptr ? std::string() : std::string(s); }
-
-// block_of: the `n` octets at `p` (none when n is 0, whatever p is).
-inline bytes_t block_of(const unsigned char* p, unsigned int n) { return n == 0 ? bytes_t() : bytes_t(p, p + n); }
-
-// expect_text: a decoded text is never null: null and "" both come back as "".
-inline void expect_text(const char* want, const char* got) {
-    ASSERT_NE(got, nullptr);
-    EXPECT_EQ(text_of(want), std::string(got));
-}
-
 // to_hex: the octets as "30 03 ..." text, so a mismatch prints readably.
 inline std::string to_hex(const bytes_t& bytes) {
-    std::string s;
-    char pair[4];
-    for (unsigned char b : bytes) {
-        std::snprintf(pair, sizeof pair, "%02X ", b);
-        s += pair;
+    static const char digits[] = "0123456789ABCDEF";
+    std::string s(3 * bytes.size(), ' ');
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        s[3 * i] = digits[bytes[i] >> 4];
+        s[3 * i + 1] = digits[bytes[i] & 0x0F];
     }
     return s;
-}
-
-// ---- building BER by hand ----
-
-// ber_length: the length octets (short form below 128, else long form).
-inline bytes_t ber_length(std::size_t n) {
-    if (n < 128) return {static_cast<unsigned char>(n)};
-    bytes_t digits;
-    for (std::size_t v = n; v != 0; v >>= 8) digits.insert(digits.begin(), static_cast<unsigned char>(v & 0xFF));
-    bytes_t out{static_cast<unsigned char>(0x80 | digits.size())};
-    out.insert(out.end(), digits.begin(), digits.end());
-    return out;
-}
-
-// frame: a frame with tag `tag` around `content`.
-inline bytes_t frame(unsigned char tag, const bytes_t& content) {
-    bytes_t out{tag};
-    const bytes_t len = ber_length(content.size());
-    out.insert(out.end(), len.begin(), len.end());
-    out.insert(out.end(), content.begin(), content.end());
-    return out;
 }
 
 // concat: the parts one after the other.
@@ -116,7 +92,17 @@ inline bytes_t concat(std::initializer_list<bytes_t> parts) {
     return out;
 }
 
-// ---- the entry points ----
+// nested_records: a chain of `levels` records of a recursive type, each
+// holding `leading_members` and then, as its last member, a list whose only
+// element is the next level (the innermost list is empty): every level adds
+// two frames.
+inline bytes_t nested_records(const bytes_t& leading_members, int levels) {
+    bytes_t inner;
+    for (int i = 0; i < levels; ++i) inner = frame_of(0x30, concat({leading_members, frame_of(0x30, inner)}));
+    return inner;
+}
+
+// ---- the typed entry points ----
 
 // encode: the bytes of qbAsnEncodeObj (or the LCS form); the status must be
 // 0; the buffer is freed.
@@ -125,65 +111,22 @@ bytes_t encode(Flat& r, bool lcs = false) {
     qb_asn_buffer_t out{0, nullptr};
     const unsigned int rc = lcs ? qbAsnEncodeObjLCS(out, r) : qbAsnEncodeObj(out, r);
     EXPECT_EQ(rc, 0x00000000U);
-    bytes_t b;
-    if (out.data != nullptr) b.assign(out.data, out.data + out.length);
+    bytes_t b = bytes_of(out);
     qb_asn_buffer_free(out);
     return b;
 }
 
-// decode: qbAsnDecodeObj (or the LCS form) of a copy of `b` into `r` as the
-// caller left it (a test may fill it first to see what decoding clears).
-template <class Flat>
-unsigned int decode(const bytes_t& b, Flat& r, bool lcs = false) {
-    bytes_t copy = b;
-    qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
-}
-
-// decode_zeroed: decode into `r` after zeroing it.
+// decode_zeroed: qbAsnDecodeObj (or the LCS form) of a copy of `b` into `r`
+// after zeroing it.
 template <class Flat>
 unsigned int decode_zeroed(const bytes_t& b, Flat& r, bool lcs = false) {
     std::memset(&r, 0, sizeof r);
-    return decode(b, r, lcs);
+    const exact_block copy(b);
+    qb_asn_buffer_t in{copy.size(), b.empty() ? nullptr : copy.data()};
+    return lcs ? qbAsnDecodeObjLCS(in, r) : qbAsnDecodeObj(in, r);
 }
 
-// round_trip: `r` encodes to `expected` in both forms; decoding those bytes in
-// both forms gives a record that `check` accepts and that encodes to the same
-// bytes again; every decoded record is freed.
-template <class Flat, class Check>
-void round_trip(Flat& r, const char* expected, Check check) {
-    const bytes_t want = hex(expected);
-    EXPECT_EQ(encode(r), want);
-    EXPECT_EQ(encode(r, true), want);
-    for (bool lcs : {false, true}) {
-        SCOPED_TRACE(lcs ? "LCS form" : "plain form");
-        Flat out;
-        ASSERT_EQ(decode_zeroed(want, out, lcs), 0x00000000U);
-        check(out);
-        EXPECT_EQ(encode(out, lcs), want);
-        qbAsnFreeObj(out);
-    }
-}
-
-// dump_names: the type name at the start of each line of display_state_flags,
-// with its indentation kept ("  INTEGER").
-inline std::vector<std::string> dump_names(const qb_asn_object& o) {
-    qb_buffer_t b(security_off);
-    o.display_state_flags(b, 0);
-    const std::string dump(reinterpret_cast<const char*>(b.data), b.length());
-    std::vector<std::string> names;
-    std::size_t start = 0;
-    while (start < dump.size()) {
-        std::size_t end = dump.find('\n', start);
-        if (end == std::string::npos) end = dump.size();
-        const std::string line = dump.substr(start, end - start);
-        names.push_back(line.substr(0, line.find('(')));
-        start = end + 1;
-    }
-    return names;
-}
-
-// ---- attribute lists ----
+// ---- records many groups embed ----
 
 // attrs_k: the ATTRS_K list to encode (static storage: the encoders only read it).
 inline attrlist_s_t& attrs_k() {
@@ -194,29 +137,7 @@ inline attrlist_s_t& attrs_k() {
     return list;
 }
 
-// expect_attrs_k: the decoded list is ATTRS_K.
-inline void expect_attrs_k(const attrlist_s_t& l) {
-    ASSERT_EQ(l.count, 1U);
-    ASSERT_NE(l.attrs, nullptr);
-    EXPECT_STREQ(l.attrs[0].name, "k");
-    ASSERT_EQ(l.attrs[0].count, 1U);
-    ASSERT_NE(l.attrs[0].values, nullptr);
-    const value_s_t& v = l.attrs[0].values[0];
-    EXPECT_EQ(v.number, 1);
-    EXPECT_STREQ(v.text, "v");
-    ASSERT_EQ(v.length, 1U);
-    ASSERT_NE(v.bytes, nullptr);
-    EXPECT_EQ(v.bytes[0], 0x01);
-}
-
-// expect_attrs_empty: the decoded list has no attributes (and no array).
-inline void expect_attrs_empty(const attrlist_s_t& l) {
-    EXPECT_EQ(l.count, 0U);
-    EXPECT_EQ(l.attrs, nullptr);
-}
-
-// One attribute "a" holding the value {1, "x", 01}; 22 bytes on the wire:
-// 30 14 30 12 30 10 0C 01 61 30 0B 30 09 02 01 01 0C 01 78 04 01 01
+// one_attr: the ATTRS_A list: one attribute "a" holding the value {1, "x", 01}.
 struct one_attr {
     unsigned char byte = 0x01;
     value_s_t value{1, const_cast<char*>("x"), 1, &byte};
@@ -224,174 +145,187 @@ struct one_attr {
     attrlist_s_t list{1, &attr};
 };
 
-// expect_one_attr: the decoded list is one_attr's.
-inline void expect_one_attr(const attrlist_s_t& l) {
-    ASSERT_EQ(l.count, 1U);
-    ASSERT_NE(l.attrs, nullptr);
-    EXPECT_STREQ(l.attrs[0].name, "a");
-    ASSERT_EQ(l.attrs[0].count, 1U);
-    ASSERT_NE(l.attrs[0].values, nullptr);
-    EXPECT_EQ(l.attrs[0].values[0].number, 1);
-    EXPECT_STREQ(l.attrs[0].values[0].text, "x");
-    ASSERT_EQ(l.attrs[0].values[0].length, 1U);
-    EXPECT_EQ(l.attrs[0].values[0].bytes[0], 0x01);
+// attrlist_blocks: the blocks of a decoded attribute list in the order its
+// free releases them: per attribute its name, then per value its text and its
+// octets, then the value array; last the attribute array (null pointers, of
+// empty octets and lists, are not released).
+inline std::vector<void*> attrlist_blocks(const attrlist_s_t& l) {
+    std::vector<void*> blocks;
+    const auto add = [&blocks](void* p) {
+        if (p != nullptr) blocks.push_back(p);
+    };
+    for (unsigned int i = 0; i < l.count; ++i) {
+        add(l.attrs[i].name);
+        for (unsigned int k = 0; k < l.attrs[i].count; ++k) {
+            add(l.attrs[i].values[k].text);
+            add(l.attrs[i].values[k].bytes);
+        }
+        add(l.attrs[i].values);
+    }
+    add(l.attrs);
+    return blocks;
 }
-
-// ---- UUIDs ----
 
 // uuid_1: the UUID of UUID_1.
-inline uuid_t uuid_1() {
-    uuid_t u{};
-    u.time_low = 0x11223344U;
-    u.time_mid = 0x5566;
-    u.time_hi_and_version = 0x7788;
-    u.clock_seq_hi_and_reserved = 0x99;
-    u.clock_seq_low = 0x0A;
-    const unsigned char node[6] = {0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF};
-    std::memcpy(u.node, node, 6);
-    return u;
-}
+inline uuid_t uuid_1() { return uuid_t{0x11223344U, 0x5566, 0x7788, 0x99, 0x0A, {0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}}; }
 
-// expect_uuid: every member of `u` equals `want`'s.
-inline void expect_uuid(const uuid_t& u, const uuid_t& want) {
-    EXPECT_EQ(u.time_low, want.time_low);
-    EXPECT_EQ(u.time_mid, want.time_mid);
-    EXPECT_EQ(u.time_hi_and_version, want.time_hi_and_version);
-    EXPECT_EQ(u.clock_seq_hi_and_reserved, want.clock_seq_hi_and_reserved);
-    EXPECT_EQ(u.clock_seq_low, want.clock_seq_low);
-    EXPECT_EQ(std::memcmp(u.node, want.node, 6), 0);
-}
+// ---- allocation failures ----
 
-// ---- allocation-failure sweeps ----
+// sweep_way: which calls of a record a sweep runs (both: one sweep each).
+enum class sweep_way { encode, decode, both };
+
+// sweep_case: `flat`, a record of `info`, encoded (sweep_way::encode) or its
+// octets decoded (sweep_way::decode, the plain form) with the 1st, 2nd, ...
+// allocation of the call failed, until the call completes, which must happen
+// after at least `min_failures` and fewer than `limit` failing runs. Each run
+// that takes the failure returns 0x10652065 and prints an exception line with
+// the code ("Exception: ... [10652065] in ..."); a failed encode hands out no
+// buffer, a failed decode leaves a record the library's freer releases (the
+// sanitizer build checks for leaks). The run that completes returns 0 and
+// gives the octets `hex` (nullptr: the plain encoding of `flat`), or a record
+// equal to `flat` that encodes to them again. Each text of `printed` must
+// stand in what some failing run printed.
+struct sweep_case {
+    const char* name;
+    const qb_record_info& info;
+    void* flat;
+    const char* hex;
+    sweep_way way;
+    long limit;
+    std::vector<const char*> printed = {};
+    long min_failures = 1;
+};
 
 #if defined(QBASN_TESTS_SUPPORT_FAILING_MALLOC_H)
 
-// sweep_result: what the runs of a sweep that took the failure left behind.
-struct sweep_result {
-    long failures = 0;                 // how many runs took the failure
-    std::vector<std::string> printed;  // what each of them printed to standard error
+namespace detail {
 
-    // some_run_printed: true when one run's output contains `needle`.
-    bool some_run_printed(const std::string& needle) const {
-        for (const std::string& p : printed)
-            if (p.find(needle) != std::string::npos) return true;
-        return false;
+// sweep_run: one run of a sweep; true when the failure was taken.
+inline bool sweep_run(const sweep_case& row, sweep_way way, const bytes_t& want, long n,
+                      std::vector<std::string>& printed) {
+    unsigned int rc = 0;
+    bool injected = false;
+    qb_asn_buffer_t out{0, nullptr};
+    const exact_block copy(want);
+    qb_asn_buffer_t in{copy.size(), copy.data()};
+    void* flat = std::calloc(1, row.info.flat_size);
+    ::testing::internal::CaptureStderr();
+    {
+        fail_after guard(n);
+        rc = way == sweep_way::encode ? row.info.encode(out, row.flat, 0) : row.info.decode(in, flat, 0);
+        injected = !fail_after::armed();
     }
-    // names: true when some failure was reported from the source `file`
-    // ("base_idls/kxobj_asn").
-    bool names(const char* file) const { return some_run_printed(std::string(" in ") + file + " at line "); }
-};
-
-// sweep_encode: encodes `r` (qbAsnEncodeObj) with the 1st, 2nd, ... allocation
-// failed until the encoding completes, which must happen after at least one
-// and fewer than `limit` failing runs. Each run that takes the failure
-// returns 0x10652065, hands out no buffer and prints an exception line with
-// the code ("Exception: ... [10652065] in ..."); the run that completes
-// returns 0 and gives `want`.
-template <class Flat>
-sweep_result sweep_encode(Flat& r, const bytes_t& want, long limit) {
-    sweep_result result;
-    long n = 0;
-    for (; n < limit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        qb_asn_buffer_t out{0, nullptr};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            fail_after guard(n);
-            rc = qbAsnEncodeObj(out, r);
-            injected = !fail_after::armed();
+    std::string err = ::testing::internal::GetCapturedStderr();
+    if (!injected) {
+        EXPECT_EQ(rc, 0x00000000U);
+        EXPECT_EQ(err, "");
+        if (way == sweep_way::encode) {
+            EXPECT_EQ(to_hex(bytes_of(out)), to_hex(want));
+        } else {
+            std::string where;
+            EXPECT_EQ(decoded_shape(row.info, flat), "");
+            EXPECT_TRUE(records_equal(row.info, row.flat, flat, &where)) << "differs at " << where;
+            bytes_t again;
+            EXPECT_EQ(encode_record(row.info, flat, 0, &again), 0x00000000U);
+            EXPECT_EQ(to_hex(again), to_hex(want));
         }
-        std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            EXPECT_EQ(out.data != nullptr ? bytes_t(out.data, out.data + out.length) : bytes_t{}, want);
-            qb_asn_buffer_free(out);
-            break;
-        }
+    } else {
         EXPECT_EQ(rc, 0x10652065U);
         EXPECT_EQ(out.data, nullptr);
         EXPECT_NE(err.find("Exception: "), std::string::npos) << err;
         EXPECT_NE(err.find(" [10652065] in "), std::string::npos) << err;
-        qb_asn_buffer_free(out);
-        result.printed.push_back(std::move(err));
+        printed.push_back(std::move(err));
     }
-    result.failures = n;
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, limit);
-    return result;
+    qb_asn_buffer_free(out);
+    row.info.free_obj(flat);  // a partly filled record must be freeable
+    std::free(flat);
+    return injected;
 }
 
-// sweep_decode: decodes `b` (qbAsnDecodeObj) into a zeroed Flat with the 1st,
-// 2nd, ... allocation failed until the decoding completes, which must happen
-// after at least one and fewer than `limit` failing runs. Each run that takes
-// the failure returns 0x10652065 and prints an exception line with the code,
-// and its partly filled record is freed (it must be freeable; the sanitizer
-// build checks for leaks). The run that completes returns 0, its record is
-// handed to `check` and must encode to `b` again.
-template <class Flat, class Check>
-sweep_result sweep_decode(const bytes_t& b, long limit, Check check) {
-    sweep_result result;
-    long n = 0;
-    for (; n < limit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
-        Flat r;
-        std::memset(&r, 0, sizeof r);
-        bytes_t copy = b;
-        qb_asn_buffer_t in{static_cast<unsigned int>(copy.size()), copy.data()};
-        unsigned int rc;
-        bool injected;
-        ::testing::internal::CaptureStderr();
-        {
-            fail_after guard(n);
-            rc = qbAsnDecodeObj(in, r);
-            injected = !fail_after::armed();
+}  // namespace detail
+
+// expect_sweeps: every row, as sweep_case says.
+inline void expect_sweeps(std::initializer_list<sweep_case> rows) {
+    for (const sweep_case& row : rows) {
+        SCOPED_TRACE(std::string(row.info.name) + ": " + row.name);
+        bytes_t want;
+        ASSERT_EQ(encode_record(row.info, row.flat, 0, &want), 0x00000000U);
+        ASSERT_EQ(to_hex(want), to_hex(row.hex != nullptr ? hex(row.hex) : want));
+        for (const sweep_way way : {sweep_way::encode, sweep_way::decode}) {
+            if (row.way != way && row.way != sweep_way::both) continue;
+            SCOPED_TRACE(way == sweep_way::encode ? "encoding" : "decoding");
+            std::vector<std::string> printed;
+            long n = 0;
+            while (n < row.limit) {
+                SCOPED_TRACE(::testing::Message() << "allocation #" << n + 1 << " failed");
+                if (!detail::sweep_run(row, way, want, n, printed)) break;
+                ++n;
+            }
+            EXPECT_GE(n, row.min_failures);
+            EXPECT_LT(n, row.limit) << "the call never completed";
+            for (const char* text : row.printed) {
+                bool seen = false;
+                for (const std::string& p : printed) seen = seen || p.find(text) != std::string::npos;
+                EXPECT_TRUE(seen) << "no failing run printed \"" << text << "\"";
+            }
         }
-        std::string err = ::testing::internal::GetCapturedStderr();
-        if (!injected) {
-            EXPECT_EQ(rc, 0x00000000U);
-            check(static_cast<const Flat&>(r));
-            EXPECT_EQ(encode(r), b);
-            qbAsnFreeObj(r);
-            break;
-        }
-        EXPECT_EQ(rc, 0x10652065U);
-        EXPECT_NE(err.find("Exception: "), std::string::npos) << err;
-        EXPECT_NE(err.find(" [10652065] in "), std::string::npos) << err;
-        qbAsnFreeObj(r);  // partly filled: must be freeable
-        result.printed.push_back(std::move(err));
     }
-    result.failures = n;
-    EXPECT_GT(n, 0);
-    EXPECT_LT(n, limit);
-    return result;
 }
 
-// sweep_decode without a check of the fields: the completed record must
-// still encode to `b` again.
+// expect_sweep<Rec>: one row, for a record of the record class Rec given by
+// value (what it points to stays the test's).
+template <class Rec>
+void expect_sweep(const char* name, detail::flat_t<Rec> record, const char* hex, sweep_way way, long limit,
+                  std::vector<const char*> printed = {}, long min_failures = 1) {
+    expect_sweeps({{name, Rec::reflect(), &record, hex, way, limit, std::move(printed), min_failures}});
+}
+
+// decode_allocations: the sizes of the allocations, in order, made while
+// `b` is decoded into `r` (zeroed first; the decode must succeed).
 template <class Flat>
-sweep_result sweep_decode(const bytes_t& b, long limit) {
-    return sweep_decode<Flat>(b, limit, [](const Flat&) {});
+std::vector<std::size_t> decode_allocations(const bytes_t& b, Flat& r) {
+    record_allocations log;
+    EXPECT_EQ(decode_zeroed(b, r), 0x00000000U);
+    return log.sizes();
+}
+
+// blocks_freed_by: the blocks qbAsnFreeObj(r) releases, in order.
+template <class Flat>
+std::vector<void*> blocks_freed_by(Flat& r) {
+    record_allocations log;
+    qbAsnFreeObj(r);
+    return log.freed();
 }
 
 #else
 
 // Without support/failing_malloc.h (included before this header) no
-// allocation can be failed: a sweep does not compile.
+// allocation can be failed or watched: a sweep does not compile.
 template <class...>
 inline constexpr bool failing_malloc_included = false;
 
-template <class Flat, class... Args>
-void sweep_encode(Flat&, Args&&...) {
-    static_assert(failing_malloc_included<Flat>,
-                  "sweep_encode needs support/failing_malloc.h, included before support/record_test.h");
+template <class Row = sweep_case>
+void expect_sweeps(std::initializer_list<Row>) {
+    static_assert(failing_malloc_included<Row>,
+                  "expect_sweeps needs support/failing_malloc.h, included before support/record_test.h");
 }
 
-template <class Flat, class... Args>
-void sweep_decode(Args&&...) {
+template <class Rec, class... Args>
+void expect_sweep(Args&&...) {
+    static_assert(failing_malloc_included<Rec>,
+                  "expect_sweep needs support/failing_malloc.h, included before support/record_test.h");
+}
+
+template <class Flat>
+void decode_allocations(const bytes_t&, Flat&) {
     static_assert(failing_malloc_included<Flat>,
-                  "sweep_decode needs support/failing_malloc.h, included before support/record_test.h");
+                  "decode_allocations needs support/failing_malloc.h, included before support/record_test.h");
+}
+
+template <class Flat>
+void blocks_freed_by(Flat&) {
+    static_assert(failing_malloc_included<Flat>,
+                  "blocks_freed_by needs support/failing_malloc.h, included before support/record_test.h");
 }
 
 #endif

@@ -130,6 +130,14 @@ private:
     off_t read_ = 0;
 };
 
+// exception_line: the one line a boundary prints on standard error for an
+// exception with `message`, `code`, `file` and `line`.
+inline std::string exception_line(const char* message, unsigned int code, const char* file, int line) {
+    char text[512];
+    std::snprintf(text, sizeof text, "Exception: %s [%8.8x] in %s at line %d\n", message, code, file, line);
+    return text;
+}
+
 }  // namespace qb_test
 
 #endif
