@@ -15,7 +15,6 @@
 
 #include "asn1/asn1.h"
 #include "support/failing_malloc.h"
-#include "support/frames.h"
 #include "support/hex.h"
 #include "support/scanners.h"
 
@@ -182,44 +181,48 @@ TEST(ScannerAllocations, CharacterStringCopyIsReleased) {
     EXPECT_EQ(freed, results);  // and given back before returning
 }
 
+// handed_out: a block pointer and count a scanner writes; the block (which
+// starts `back` octets before the pointer) is freed on leaving the scope.
+struct handed_out {
+    unsigned int back;
+    unsigned char* p = nullptr;
+    unsigned int n = 0;
+    ~handed_out() {
+        if (p != nullptr) std::free(p - back);
+    }
+};
+
 TEST(ScannerAllocations, SizesRequested) {
     struct Case {
         const char* name;
         std::size_t expected;
         unsigned int (*call)(unsigned char**, unsigned int*);
     };
-    // Each call reads the content 01 02 03 04 (len 4) and frees what it got.
+    // Each call reads the content 01 02 03 04 (len 4); what it got is freed
+    // when the call ends (a bit string's block starts len - 1 octets before
+    // the pointer it hands out).
     const Case cases[] = {
         {"integer bytes", 4,
          [](unsigned char** p, unsigned int* r) {
-             unsigned char* b = nullptr;
-             unsigned int n = 0;
-             const unsigned int s = qbAsnGetIntegerValue(p, r, 4, &b, &n, 0);
-             std::free(b);
-             return s;
+             handed_out out{0};
+             return scan_integer_bytes(byte_reader::direct_big, p, r, 4, &out.p, &out.n);
          }},
         {"bit string", 3,
          [](unsigned char** p, unsigned int* r) {
-             unsigned char* b = nullptr;
-             unsigned int n = 0;
-             const unsigned int s = qbAsnGetBitstringValue(p, r, 4, &b, &n);
-             std::free(b - 3);
-             return s;
+             handed_out out{3};
+             return qbAsnGetBitstringValue(p, r, 4, &out.p, &out.n);
          }},
         {"object identifier", 4,
          [](unsigned char** p, unsigned int* r) {
              qb_asn_buffer_t out{0, nullptr};
              const unsigned int s = qbAsnGetOIDValue(p, r, 4, &out);
-             std::free(out.data);
+             qb_asn_buffer_free(out);
              return s;
          }},
         {"octet string", 4,
          [](unsigned char** p, unsigned int* r) {
-             unsigned char* b = nullptr;
-             unsigned int n = 0;
-             const unsigned int s = qbAsnGetOctetstringValue(p, r, 4, &b, &n);
-             std::free(b);
-             return s;
+             handed_out out{0};
+             return qbAsnGetOctetstringValue(p, r, 4, &out.p, &out.n);
          }},
     };
     for (const auto& c : cases) {

@@ -22,6 +22,7 @@
 #include "asn1/asn1.h"
 #include "asn1/asnbase.h"
 #include "asn1/asnutils.h"
+#include "support/buffers.h"
 #include "support/failing_malloc.h"
 #include "support/frames.h"
 #include "support/hex.h"
@@ -49,21 +50,12 @@ struct outcome {
     unsigned int code = 0;
 };
 
-// Notes, when the call ends (normally or by an exception), whether the
-// armed failure was taken. Declared after the guard, so it runs first.
-struct injection_probe {
-    bool& taken;
-    ~injection_probe() { taken = !qb_test::fail_after::armed(); }
-};
-
 // call_failing: runs f with the (n+1)-th allocation failed.
 template <class F>
 outcome call_failing(long n, F&& f) {
     outcome o;
     try {
-        qb_test::fail_after guard(n);
-        injection_probe probe{o.injected};
-        f();
+        qb_test::fail_nth(n, o.injected, f);
     } catch (const qb_asn_memexception& e) {
         o.kind = outcome::memory;
         o.file = e.file;
@@ -122,7 +114,7 @@ long sweep(Call call, Unchanged unchanged) {
 
 // In the sanitizer build every test ends with a leak check, so a leak is
 // charged to the test that made it (support/leak_check.h).
-using qb_test::LeakChecked;
+using qb_test::LeakChecked, qb_test::bytes_of, qb_test::value_of;
 
 class TestAllocator : public LeakChecked {};
 class QbBufferOutOfMemory : public LeakChecked {};
@@ -155,12 +147,10 @@ bytes_t pattern(unsigned int n, unsigned char first) {
     return b;
 }
 
-bytes_t concat(bytes_t a, const bytes_t& b) {
+bytes_t append_octets(bytes_t a, const bytes_t& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
 }
-
-bytes_t used_bytes(const qb_buffer_t& b) { return bytes_t(b.data, b.data + b.length()); }
 
 // ---- the test allocator itself ----
 
@@ -193,7 +183,7 @@ TEST_F(QbBufferOutOfMemory, FirstAppendOnAnEmptyBuffer) {
     EXPECT_EQ(b.cursor, nullptr);
     // Still usable.
     b.append(static_cast<unsigned char>(0x41));
-    EXPECT_EQ(used_bytes(b), hex("41"));
+    EXPECT_EQ(bytes_of(b), hex("41"));
 }
 
 // A buffer of capacity 64 holding 60 bytes; growth fails, nothing changes.
@@ -213,10 +203,10 @@ void check_growth_failure_leaves_buffer(security_t s) {
     EXPECT_EQ(b.origin, block);
     EXPECT_EQ(b.origin_length, 64U);
     EXPECT_EQ(b.cursor, block);
-    EXPECT_EQ(used_bytes(b), held);
+    EXPECT_EQ(bytes_of(b), held);
     // The next growth succeeds and keeps the bytes.
     b.append(more.data(), 10);
-    EXPECT_EQ(used_bytes(b), concat(held, more));
+    EXPECT_EQ(bytes_of(b), append_octets(held, more));
 }
 
 TEST_F(QbBufferOutOfMemory, ReallocGrowthFailureLeavesTheBuffer) {
@@ -262,7 +252,7 @@ TEST_F(QbBufferOutOfMemory, EveryAppendFormReportsTheFailure) {
             expect_memory(o, "Out of memory in buffer_t::extend", "asn1/asnbase");
             EXPECT_EQ(b.data, block);
             EXPECT_EQ(b.capacity, 64U);
-            EXPECT_EQ(used_bytes(b), full);
+            EXPECT_EQ(bytes_of(b), full);
         }
     }
 }
@@ -380,7 +370,7 @@ struct small_record {
 };
 
 const bytes_t& small_record_frame() {
-    static const bytes_t frame = concat(hex("30 1A 02 02 01 2C 04 14"), pattern(20, 0x00));
+    static const bytes_t frame = append_octets(hex("30 1A 02 02 01 2C 04 14"), pattern(20, 0x00));
     return frame;
 }
 
@@ -389,7 +379,7 @@ TEST_F(QbAsnSequenceOutOfMemory, AsnwriteCutsTheOutputBack) {
     {
         qb_buffer_t warm(security_off);  // fill the content caches first
         ASSERT_EQ(rec.seq.asnwrite(warm), 0U);
-        ASSERT_EQ(used_bytes(warm), small_record_frame());
+        ASSERT_EQ(bytes_of(warm), small_record_frame());
     }
     qb_buffer_t out(security_off);
     out.extend(0);
@@ -402,10 +392,10 @@ TEST_F(QbAsnSequenceOutOfMemory, AsnwriteCutsTheOutputBack) {
     EXPECT_EQ(out.length(), 60U);
     EXPECT_EQ(out.data, block);
     EXPECT_EQ(out.capacity, 64U);
-    EXPECT_EQ(used_bytes(out), held);
+    EXPECT_EQ(bytes_of(out), held);
     // The same write succeeds once memory is there again.
     EXPECT_EQ(rec.seq.asnwrite(out), 0U);
-    EXPECT_EQ(used_bytes(out), concat(held, small_record_frame()));
+    EXPECT_EQ(bytes_of(out), append_octets(held, small_record_frame()));
 }
 
 TEST_F(QbAsnSequenceOutOfMemory, AsnwriteSweep) {
@@ -427,7 +417,7 @@ TEST_F(QbAsnSequenceOutOfMemory, AsnwriteSweep) {
             if (!o.injected) {
                 EXPECT_EQ(o.kind, outcome::completed);
                 EXPECT_EQ(rc, 0U);
-                EXPECT_EQ(used_bytes(out), concat(held, small_record_frame()));
+                EXPECT_EQ(bytes_of(out), append_octets(held, small_record_frame()));
                 break;
             }
             ++failures;
@@ -436,11 +426,11 @@ TEST_F(QbAsnSequenceOutOfMemory, AsnwriteSweep) {
             EXPECT_STREQ(o.message, "Out of memory in buffer_t::extend");
             EXPECT_STREQ(o.file, "asn1/asnbase");
             EXPECT_EQ(out.length(), 60U);
-            EXPECT_EQ(used_bytes(out), held);
+            EXPECT_EQ(bytes_of(out), held);
             // Writing is a const operation: the failed write changed no value.
             qb_buffer_t check(security_off);
             EXPECT_EQ(rec.seq.asnwrite(check), 0U);
-            EXPECT_EQ(used_bytes(check), small_record_frame());
+            EXPECT_EQ(bytes_of(check), small_record_frame());
             ASSERT_LT(n + 1, kSweepLimit) << "the write never completed";
         }
         EXPECT_GE(failures, 2);  // at least the sequence's cache and the output
@@ -465,7 +455,7 @@ struct envelope_record {
 };
 
 const bytes_t& envelope_block() {
-    static const bytes_t block = concat(hex("04 05 AC DC 30 6A 02 02 01 2C 04 64"), pattern(100, 0x01));
+    static const bytes_t block = append_octets(hex("04 05 AC DC 30 6A 02 02 01 2C 04 64"), pattern(100, 0x01));
     return block;
 }
 
@@ -690,13 +680,6 @@ TEST_F(QbAsnBooleanOutOfMemory, SetDefaultValueIntWithoutPreviousDefault) {
     EXPECT_EQ(b.is_defaultable(), 1);
 }
 
-bytes_t octets_of(const qb_asn_octetstring& o) {
-    unsigned char* p = nullptr;
-    unsigned int n = 0;
-    EXPECT_EQ(o.get_value(p, n), 0U);
-    return p != nullptr ? bytes_t(p, p + n) : bytes_t();
-}
-
 TEST_F(QbAsnOctetstringOutOfMemory, SetDefaultValueBytes) {
     qb_asn_octetstring o(security_off);
     const bytes_t value = hex("76 61 6C");
@@ -709,13 +692,13 @@ TEST_F(QbAsnOctetstringOutOfMemory, SetDefaultValueBytes) {
                                 [&] {
                                     expect_state(o, before);
                                     ASSERT_NE(o.default_value, nullptr);
-                                    EXPECT_EQ(octets_of(*static_cast<qb_asn_octetstring*>(o.default_value)),
+                                    EXPECT_EQ(value_of(*static_cast<qb_asn_octetstring*>(o.default_value)),
                                               old_default);
-                                    EXPECT_EQ(octets_of(o), value);
+                                    EXPECT_EQ(value_of(o), value);
                                 });
     EXPECT_GE(failures, 1);
     ASSERT_NE(o.default_value, nullptr);
-    EXPECT_EQ(octets_of(*static_cast<qb_asn_octetstring*>(o.default_value)), fresh);
+    EXPECT_EQ(value_of(*static_cast<qb_asn_octetstring*>(o.default_value)), fresh);
 }
 
 TEST_F(QbAsnBitstringOutOfMemory, SetDefaultValueBytes) {
@@ -783,10 +766,10 @@ TEST_F(QbasnOctetstringOutOfMemory, SetDefaultValue) {
     const long failures = sweep([&] { (void)o.set_default_value(); },
                                 [&] {
                                     expect_state(o, before);
-                                    EXPECT_EQ(octets_of(o), old_default);
+                                    EXPECT_EQ(value_of(o), old_default);
                                 });
     EXPECT_GE(failures, 1);
-    EXPECT_EQ(octets_of(o), hex("00"));
+    EXPECT_EQ(value_of(o), hex("00"));
 }
 
 // ---- decoding ----
@@ -804,7 +787,7 @@ TEST_F(QbAsnOctetstringOutOfMemory, AsnreadOverAHeldValue) {
     qb_asn_octetstring o(security_on);
     const bytes_t held = hex("01 02 03");
     ASSERT_EQ(o.set_value(held.data(), 3), 0U);
-    bytes_t in = concat(hex("04 64"), pattern(100, 0x30));
+    bytes_t in = append_octets(hex("04 64"), pattern(100, 0x30));
     qb_r_buffer_t r(in.data(), static_cast<unsigned int>(in.size()));
     const outcome out = call_failing(0, [&] { (void)o.asnread(r); });
     expect_memory(out, "Out of memory in buffer_t::extend", "asn1/asnbase");
@@ -947,7 +930,7 @@ TEST_F(ObjectTreeOutOfMemory, TreeReadsAndWritesWithoutFailures) {
         EXPECT_EQ(r.remaining, 0U);
         qb_buffer_t out(security_off);
         ASSERT_EQ(t.seq.asnwrite(out), 0U);
-        EXPECT_EQ(used_bytes(out), hex(kTreeDefinite));
+        EXPECT_EQ(bytes_of(out), hex(kTreeDefinite));
     }
 }
 

@@ -11,6 +11,7 @@
 #include "asn1/asnutils.h"
 #include "support/frames.h"
 #include "support/hex.h"
+#include "support/probes.h"
 
 namespace {
 
@@ -806,9 +807,8 @@ TEST(QbasnOctetstring, set_default_value_bytes_still_reachable) {
 }
 
 TEST(QbasnOctetstring, text_setter_invalidates_parent_encoding) {
-    qb_asn_sequence seq(security_off);
-    qbasn_octetstring o(security_off);
-    seq.register_child(&o);
+    qb_test::in_sequence<qbasn_octetstring> tree;
+    auto& [seq, o] = tree;
     o.set_value("a");
     EXPECT_EQ(hex("30 04 04 02 61 00"), write_bytes(seq));
     EXPECT_TRUE(seq.is_encoding_valid());

@@ -630,9 +630,8 @@ TEST(Charstring, set_value_C_tries_preferred_codeset_field_first) {
 }
 
 TEST(Charstring, set_value_C_replaces_and_invalidates) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_directoryString s(security_off);
-    seq.register_child(&s);
+    qb_test::in_sequence<qb_asn_directoryString> tree;
+    auto& [seq, s] = tree;
     ASSERT_EQ(s.set_value_C("ab"), 0u);
     ASSERT_EQ(write_bytes(seq), hex("30 04 13 02 61 62"));
     EXPECT_EQ(s.set_value_C("a=b"), 0u);
@@ -1028,9 +1027,8 @@ TEST(CharstringRouting, in_place_target_must_be_accepted) {
 }
 
 TEST(CharstringRouting, in_place_to_own_codeset_changes_nothing) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_printableString p(security_off);
-    seq.register_child(&p);
+    qb_test::in_sequence<qb_asn_printableString> tree;
+    auto& [seq, p] = tree;
     ASSERT_EQ(p.set_value_printable("a=b"), 0u);
     ASSERT_EQ(write_frame(seq).rc, 0u);
     ASSERT_EQ(seq.is_encoding_valid(), 1);
@@ -1040,9 +1038,8 @@ TEST(CharstringRouting, in_place_to_own_codeset_changes_nothing) {
 }
 
 TEST(CharstringRouting, in_place_conversion_invalidates_up_to_the_root) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_directoryString s(security_off);
-    seq.register_child(&s);
+    qb_test::in_sequence<qb_asn_directoryString> tree;
+    auto& [seq, s] = tree;
     ASSERT_EQ(s.set_value_C("ab"), 0u);
     ASSERT_EQ(write_bytes(seq), hex("30 04 13 02 61 62"));
     EXPECT_EQ(s.convert2BMP(), 0u);
@@ -1290,9 +1287,8 @@ TEST(DirectoryString, normalize_of_absent_value) {
 }
 
 TEST(DirectoryString, normalize_is_reached_through_the_tree) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_directoryString dir(security_off);
-    seq.register_child(&dir);
+    qb_test::in_sequence<qb_asn_directoryString> tree;
+    auto& [seq, dir] = tree;
     hold(dir, 12, "C3 A9");
     EXPECT_EQ(seq.normalize(), 0u);
     EXPECT_EQ(dir.get_codeset(), 20u);

@@ -195,11 +195,7 @@ TEST(CxxBuffer, DestructionFreesTheBlockOnce) {
     void* block = const_cast<unsigned char*>(b->data());
     ASSERT_NE(block, nullptr);
     blocks_t freed;
-    {
-        qb_test::record_allocations log;
-        b.reset();  // destroys the owner
-        freed = log.freed();
-    }
+    freed = qb_test::freed_during([&] { b.reset(); });  // destroys the owner
     EXPECT_EQ(freed, blocks_t{block});
 }
 
@@ -207,19 +203,11 @@ TEST(CxxBuffer, ResetFreesTheBlockAndEmpties) {
     qbasn::buffer b = owned_buffer("0A 0B 0C");
     void* block = const_cast<unsigned char*>(b.data());
     blocks_t first, second;
-    {
-        qb_test::record_allocations log;
-        b.reset();
-        first = log.freed();
-    }
+    first = qb_test::freed_during([&] { b.reset(); });
     EXPECT_EQ(first, blocks_t{block});
     EXPECT_EQ(b.data(), nullptr);
     EXPECT_EQ(b.size(), 0u);
-    {
-        qb_test::record_allocations log;
-        b.reset();  // nothing left to free
-        second = log.freed();
-    }
+    second = qb_test::freed_during([&] { b.reset(); });  // nothing left to free
     EXPECT_TRUE(second.empty());
 }
 
@@ -238,11 +226,7 @@ TEST(CxxBuffer, MovedFromIsEmptyAndFreesNothing) {
     EXPECT_EQ(a->size(), 0u);
     EXPECT_EQ(b->data(), block);
     EXPECT_EQ(to_vector(b->bytes()), hex("0A 0B 0C"));
-    {
-        qb_test::record_allocations log;
-        a.reset();  // destroys the moved-from owner
-        freed_by_source = log.freed();
-    }
+    freed_by_source = qb_test::freed_during([&] { a.reset(); });  // destroys the moved-from owner
     EXPECT_TRUE(freed_by_source.empty());
     // b frees the block when the test ends; a second free would stop the
     // AddressSanitizer build.
@@ -382,11 +366,7 @@ TEST(CxxRecord, DestructionFreesTextAndBytes) {
     std::optional<qbasn::record<value_s_t>> r(decoded_value());
     blocks_t expected{(*r)->text, (*r)->bytes};
     blocks_t freed;
-    {
-        qb_test::record_allocations log;
-        r.reset();  // destroys the owner
-        freed = log.freed();
-    }
+    freed = qb_test::freed_during([&] { r.reset(); });  // destroys the owner
     EXPECT_EQ(freed, expected);  // the text, then the bytes, each once
 }
 
@@ -394,20 +374,12 @@ TEST(CxxRecord, ResetFreesAndZeroes) {
     qbasn::record<value_s_t> r = decoded_value();
     blocks_t expected{r->text, r->bytes};
     blocks_t first, second;
-    {
-        qb_test::record_allocations log;
-        r.reset();
-        first = log.freed();
-    }
+    first = qb_test::freed_during([&] { r.reset(); });
     EXPECT_EQ(first, expected);
     EXPECT_EQ(r->text, nullptr);
     EXPECT_EQ(r->bytes, nullptr);
     EXPECT_EQ(r->length, 0u);
-    {
-        qb_test::record_allocations log;
-        r.reset();
-        second = log.freed();
-    }
+    second = qb_test::freed_during([&] { r.reset(); });
     EXPECT_TRUE(second.empty());
 }
 
@@ -428,18 +400,10 @@ TEST(CxxRecord, MovedFromIsZeroedAndFreesNothing) {
     EXPECT_EQ((*a)->length, 0u);
     EXPECT_EQ((*moved)->text, t);
     EXPECT_EQ((*moved)->bytes, b);
-    {
-        qb_test::record_allocations log;
-        a.reset();  // destroys the moved-from owner
-        freed_by_source = log.freed();
-    }
+    freed_by_source = qb_test::freed_during([&] { a.reset(); });  // destroys the moved-from owner
     EXPECT_TRUE(freed_by_source.empty());
     blocks_t freed_by_target;
-    {
-        qb_test::record_allocations log;
-        moved.reset();
-        freed_by_target = log.freed();
-    }
+    freed_by_target = qb_test::freed_during([&] { moved.reset(); });
     EXPECT_EQ(freed_by_target, (blocks_t{t, b}));
 }
 
@@ -796,18 +760,10 @@ TEST(CxxAnyRecord, MovedFromIsEmptyAndFreesNothing) {
     EXPECT_TRUE(freed_by_move.empty());
     EXPECT_EQ(a->flat(), nullptr);
     EXPECT_EQ(b->flat(), storage);
-    {
-        qb_test::record_allocations log;
-        a.reset();  // destroys the moved-from owner
-        freed_by_source = log.freed();
-    }
+    freed_by_source = qb_test::freed_during([&] { a.reset(); });  // destroys the moved-from owner
     EXPECT_TRUE(freed_by_source.empty());
     blocks_t freed_by_target;
-    {
-        qb_test::record_allocations log;
-        b.reset();
-        freed_by_target = log.freed();
-    }
+    freed_by_target = qb_test::freed_during([&] { b.reset(); });
     EXPECT_EQ(freed_by_target, expected);
 }
 

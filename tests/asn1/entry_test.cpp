@@ -21,21 +21,19 @@
 #include "asn1/asnbase.h"
 #include "support/buffers.h"
 #include "support/hex.h"
+#include "support/kxobjs_vectors.h"
 
 namespace {
 
 using bytes_t = std::vector<unsigned char>;
-using qb_test::bytes_of;
+using qb_test::bytes_of, qb_test::expect_cert_v3, qb_test::expect_list_v5, qb_test::kCert, qb_test::kCertV3,
+      qb_test::kInt, qb_test::kList, qb_test::kListV5;
 
-// Types, written out: 259 certificate request, 260 update list, 262 INTEGER.
-constexpr unsigned int kCert = 259;
-constexpr unsigned int kList = 260;
-constexpr unsigned int kInt = 262;
 
 // ---- helpers ----
 
-// encode: the bytes of qbasn_encode_obj, with its status.
-bytes_t encode(int version, void* record, unsigned int type, int* status) {
+// encode_obj: the bytes of qbasn_encode_obj, with its status.
+bytes_t encode_obj(int version, void* record, unsigned int type, int* status) {
     qb_asn_buffer_t out = {0, nullptr};
     *status = qbasn_encode_obj(version, record, type, out);
     bytes_t b;
@@ -44,8 +42,8 @@ bytes_t encode(int version, void* record, unsigned int type, int* status) {
     return b;
 }
 
-// decode: qbasn_decode_obj over a copy of bytes.
-int decode(int version, bytes_t bytes, unsigned int type, void* record) {
+// decode_obj: qbasn_decode_obj over a copy of bytes.
+int decode_obj(int version, bytes_t bytes, unsigned int type, void* record) {
     qb_asn_buffer_t in = {static_cast<unsigned int>(bytes.size()), bytes.data()};
     return qbasn_decode_obj(version, in, type, record);
 }
@@ -71,33 +69,27 @@ bool is_documented_status(int rc) {
 
 // ---- the vectors ----
 
-// The update list of two updates, version 5.
-constexpr const char* kListV5 =
-    "04 05 AC DC 30 23  02 01 01  30 1E"
-    "  30 0D 02 01 01 02 01 05 04 02 78 00 02 01 FF"
-    "  30 0D 02 01 01 02 02 00 80 04 01 00 02 01 00";
 
 // A certificate request with both texts and a body, version 3.
-constexpr const char* kCertV3 = "04 03 AC DC 30 10  02 01 01  04 02 61 00  04 03 62 63 00  04 02 01 02";
 
 // ==== type 262: a bare INTEGER ====
 
 TEST(QbasnEncodeObj, integer_zero_with_version_seven) {
     int x = 0;
     int rc = -2;
-    EXPECT_EQ(encode(7, &x, kInt, &rc), hex("04 07 AC DC 02 01 00"));
+    EXPECT_EQ(encode_obj(7, &x, kInt, &rc), hex("04 07 AC DC 02 01 00"));
     EXPECT_EQ(rc, 0);
 }
 
 TEST(QbasnDecodeObj, integer_zero_with_version_seven) {
     int y = 99;
-    EXPECT_EQ(decode(7, hex("04 07 AC DC 02 01 00"), kInt, &y), 0);
+    EXPECT_EQ(decode_obj(7, hex("04 07 AC DC 02 01 00"), kInt, &y), 0);
     EXPECT_EQ(y, 0);
 }
 
 TEST(QbasnDecodeObj, integer_with_another_version_leaves_the_record) {
     int y = 99;
-    EXPECT_EQ(decode(6, hex("04 07 AC DC 02 01 00"), kInt, &y), 0x10652196);
+    EXPECT_EQ(decode_obj(6, hex("04 07 AC DC 02 01 00"), kInt, &y), 0x10652196);
     EXPECT_EQ(y, 99);
 }
 
@@ -120,23 +112,23 @@ TEST(QbasnEncodeObj, integer_edges_round_trip) {
         SCOPED_TRACE(c.value);
         int x = c.value;
         int rc = -2;
-        EXPECT_EQ(encode(1, &x, kInt, &rc), hex(c.hex));
+        EXPECT_EQ(encode_obj(1, &x, kInt, &rc), hex(c.hex));
         EXPECT_EQ(rc, 0);
         int y = 12345;
-        EXPECT_EQ(decode(1, hex(c.hex), kInt, &y), 0);
+        EXPECT_EQ(decode_obj(1, hex(c.hex), kInt, &y), 0);
         EXPECT_EQ(y, c.value);
     }
 }
 
 TEST(QbasnDecodeObj, integer_wider_than_32_bits_leaves_the_record) {
     int y = 99;
-    EXPECT_EQ(decode(7, hex("04 07 AC DC 02 05 01 02 03 04 05"), kInt, &y), 0x10652199);
+    EXPECT_EQ(decode_obj(7, hex("04 07 AC DC 02 05 01 02 03 04 05"), kInt, &y), 0x10652199);
     EXPECT_EQ(y, 99);
 }
 
 TEST(QbasnDecodeObj, integer_with_another_identifier_is_refused) {
     int y = 99;
-    EXPECT_EQ(decode(7, hex("04 07 AC DC 04 01 00"), kInt, &y), 0x106521A4);
+    EXPECT_EQ(decode_obj(7, hex("04 07 AC DC 04 01 00"), kInt, &y), 0x106521A4);
     EXPECT_EQ(y, 99);
 }
 
@@ -167,9 +159,9 @@ TEST(QbasnDecodeObj, unknown_types_are_refused) {
     for (unsigned int type : {261U, 0U, 1U, 258U, 263U, 0xFFFFFFFFU}) {
         SCOPED_TRACE(type);
         int y = 99;
-        EXPECT_EQ(decode(2, valid, type, &y), -1);
+        EXPECT_EQ(decode_obj(2, valid, type, &y), -1);
         EXPECT_EQ(y, 99);
-        EXPECT_EQ(decode(2, valid, type, reinterpret_cast<void*>(1)), -1);
+        EXPECT_EQ(decode_obj(2, valid, type, reinterpret_cast<void*>(1)), -1);
     }
 }
 
@@ -185,9 +177,9 @@ TEST(QbasnEncodeObj, refusals_print_nothing) {
     qb_asn_buffer_t out = {0, nullptr};
     testing::internal::CaptureStderr();
     EXPECT_EQ(qbasn_encode_obj(2, &x, 261, out), -1);
-    EXPECT_EQ(decode(6, hex("04 07 AC DC 02 01 00"), kInt, &x), 0x10652196);
+    EXPECT_EQ(decode_obj(6, hex("04 07 AC DC 02 01 00"), kInt, &x), 0x10652196);
     kxobj_update_list_s_t list = {};
-    EXPECT_EQ(decode(2, hex("04 02 AC DC 30 00"), kList, &list), 0x10652198);  // content ends before the version
+    EXPECT_EQ(decode_obj(2, hex("04 02 AC DC 30 00"), kList, &list), 0x10652198);  // content ends before the version
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(list.count, 0U);
     EXPECT_EQ(list.items, nullptr);
@@ -201,7 +193,7 @@ TEST(QbasnEncodeObj, null_record_is_refused) {
         qb_asn_buffer_t out = {0, nullptr};
         EXPECT_EQ(qbasn_encode_obj(2, nullptr, type, out), 0x1065219C);
         EXPECT_EQ(out.data, nullptr);
-        EXPECT_EQ(decode(2, hex("04 02 AC DC 02 01 05"), type, nullptr), 0x1065219C);
+        EXPECT_EQ(decode_obj(2, hex("04 02 AC DC 02 01 05"), type, nullptr), 0x1065219C);
     }
     EXPECT_EQ(qbasn_obj_free(2, kCert, nullptr), 0x1065219C);
     EXPECT_EQ(qbasn_obj_free(2, kList, nullptr), 0x1065219C);
@@ -213,21 +205,13 @@ TEST(QbasnEncodeObj, update_list_round_trip) {
     kxobj_update_s_t items[2] = {{5, const_cast<char*>("x"), -1}, {128, nullptr, 0}};
     kxobj_update_list_s_t in = {2, items};
     int rc = -2;
-    const bytes_t b = encode(5, &in, kList, &rc);
+    const bytes_t b = encode_obj(5, &in, kList, &rc);
     ASSERT_EQ(rc, 0);
     EXPECT_EQ(b, hex(kListV5));
 
     kxobj_update_list_s_t out = {};
-    ASSERT_EQ(decode(5, b, kList, &out), 0);
-    ASSERT_EQ(out.count, 2U);
-    ASSERT_NE(out.items, nullptr);
-    EXPECT_EQ(out.items[0].value_a, 5);
-    EXPECT_STREQ(out.items[0].text, "x");
-    EXPECT_EQ(out.items[0].value_b, -1);
-    EXPECT_EQ(out.items[1].value_a, 128);
-    ASSERT_NE(out.items[1].text, nullptr);  // a null text comes back as an allocated empty text
-    EXPECT_STREQ(out.items[1].text, "");
-    EXPECT_EQ(out.items[1].value_b, 0);
+    ASSERT_EQ(decode_obj(5, b, kList, &out), 0);
+    expect_list_v5(out);  // a null text comes back as an allocated empty text
     EXPECT_EQ(qbasn_obj_free(5, kList, &out), 0);
 }
 
@@ -236,8 +220,8 @@ TEST(QbasnEncodeObj, update_list_encodes_twice_the_same) {
     kxobj_update_list_s_t in = {1, items};
     int rc1 = -2;
     int rc2 = -2;
-    const bytes_t first = encode(2, &in, kList, &rc1);
-    const bytes_t second = encode(2, &in, kList, &rc2);
+    const bytes_t first = encode_obj(2, &in, kList, &rc1);
+    const bytes_t second = encode_obj(2, &in, kList, &rc2);
     EXPECT_EQ(rc1, 0);
     EXPECT_EQ(rc2, 0);
     EXPECT_EQ(first, hex("04 02 AC DC 30 16  02 01 01  30 11  30 0F 02 01 01 02 01 01 04 04 61 62 63 00 02 01 02"));
@@ -247,11 +231,11 @@ TEST(QbasnEncodeObj, update_list_encodes_twice_the_same) {
 TEST(QbasnEncodeObj, empty_update_list) {
     kxobj_update_list_s_t in = {0, nullptr};
     int rc = -2;
-    EXPECT_EQ(encode(4, &in, kList, &rc), hex("04 04 AC DC 30 05  02 01 01  30 00"));
+    EXPECT_EQ(encode_obj(4, &in, kList, &rc), hex("04 04 AC DC 30 05  02 01 01  30 00"));
     EXPECT_EQ(rc, 0);
 
     kxobj_update_list_s_t out = {};
-    ASSERT_EQ(decode(4, hex("04 04 AC DC 30 05  02 01 01  30 00"), kList, &out), 0);
+    ASSERT_EQ(decode_obj(4, hex("04 04 AC DC 30 05  02 01 01  30 00"), kList, &out), 0);
     EXPECT_EQ(out.count, 0U);
     EXPECT_EQ(out.items, nullptr);
     EXPECT_EQ(qbasn_obj_free(4, kList, &out), 0);
@@ -268,18 +252,18 @@ TEST(QbasnEncodeObj, update_list_count_without_items_encodes_nothing) {
 TEST(QbasnEncodeObj, version_keeps_its_low_eight_bits) {
     kxobj_update_list_s_t in = {0, nullptr};
     int rc = -2;
-    EXPECT_EQ(encode(0x1FF, &in, kList, &rc), hex("04 FF AC DC 30 05  02 01 01  30 00"));
+    EXPECT_EQ(encode_obj(0x1FF, &in, kList, &rc), hex("04 FF AC DC 30 05  02 01 01  30 00"));
     EXPECT_EQ(rc, 0);
-    EXPECT_EQ(encode(258, &in, kList, &rc), hex("04 02 AC DC 30 05  02 01 01  30 00"));
+    EXPECT_EQ(encode_obj(258, &in, kList, &rc), hex("04 02 AC DC 30 05  02 01 01  30 00"));
     kxobj_update_list_s_t out = {};
-    EXPECT_EQ(decode(2, hex("04 02 AC DC 30 05  02 01 01  30 00"), kList, &out), 0);
-    EXPECT_EQ(decode(258, hex("04 02 AC DC 30 05  02 01 01  30 00"), kList, &out), 0);
+    EXPECT_EQ(decode_obj(2, hex("04 02 AC DC 30 05  02 01 01  30 00"), kList, &out), 0);
+    EXPECT_EQ(decode_obj(258, hex("04 02 AC DC 30 05  02 01 01  30 00"), kList, &out), 0);
 }
 
 TEST(QbasnDecodeObj, update_list_with_another_version_leaves_the_record) {
     kxobj_update_list_s_t r;
     fill_pattern(r);
-    EXPECT_EQ(decode(6, hex(kListV5), kList, &r), 0x10652196);
+    EXPECT_EQ(decode_obj(6, hex(kListV5), kList, &r), 0x10652196);
     EXPECT_TRUE(has_pattern(r));
 }
 
@@ -295,7 +279,7 @@ TEST(QbasnDecodeObj, no_envelope_leaves_the_record) {
         SCOPED_TRACE(block);
         kxobj_update_list_s_t r;
         fill_pattern(r);
-        EXPECT_EQ(decode(5, hex(block), kList, &r), 0x10652196);
+        EXPECT_EQ(decode_obj(5, hex(block), kList, &r), 0x10652196);
         EXPECT_TRUE(has_pattern(r));
     }
     qb_asn_buffer_t null_block = {10, nullptr};
@@ -309,7 +293,7 @@ TEST(QbasnDecodeObj, update_list_of_another_shape_leaves_the_record) {
     // A SET where the SEQUENCE belongs: the read fails before get_value.
     kxobj_update_list_s_t r;
     fill_pattern(r);
-    EXPECT_EQ(decode(5, hex("04 05 AC DC 31 05  02 01 01  30 00"), kList, &r), 0x106521A4);
+    EXPECT_EQ(decode_obj(5, hex("04 05 AC DC 31 05  02 01 01  30 00"), kList, &r), 0x106521A4);
     EXPECT_TRUE(has_pattern(r));
 }
 
@@ -323,7 +307,7 @@ TEST(QbasnDecodeObj, update_list_read_from_segmented_and_indefinite_input) {
         "  30 13 02 01 01 02 01 09 24 08 04 02 63 64 04 02 65 00 02 01 0A"
         "  00 00  00 00");
     kxobj_update_list_s_t r = {};
-    ASSERT_EQ(decode(5, b, kList, &r), 0);
+    ASSERT_EQ(decode_obj(5, b, kList, &r), 0);
     ASSERT_EQ(r.count, 2U);
     EXPECT_EQ(r.items[0].value_a, 7);
     EXPECT_STREQ(r.items[0].text, "ab");
@@ -336,7 +320,7 @@ TEST(QbasnDecodeObj, update_list_read_from_segmented_and_indefinite_input) {
 
 TEST(QbasnDecodeObj, octets_after_the_record_are_ignored) {
     kxobj_update_list_s_t r = {};
-    EXPECT_EQ(decode(4, hex("04 04 AC DC 30 05  02 01 01  30 00  FF FF"), kList, &r), 0);
+    EXPECT_EQ(decode_obj(4, hex("04 04 AC DC 30 05  02 01 01  30 00  FF FF"), kList, &r), 0);
     EXPECT_EQ(r.count, 0U);
     EXPECT_EQ(qbasn_obj_free(4, kList, &r), 0);
 }
@@ -346,9 +330,9 @@ TEST(QbasnDecodeObj, record_content_starts_with_integer_one) {
     kxobj_update_list_s_t list = {0, nullptr};
     cert_request_in req = {nullptr, nullptr, 0, nullptr};
     int rc = -2;
-    const bytes_t a = encode(2, &list, kList, &rc);
+    const bytes_t a = encode_obj(2, &list, kList, &rc);
     ASSERT_EQ(rc, 0);
-    const bytes_t b = encode(2, &req, kCert, &rc);
+    const bytes_t b = encode_obj(2, &req, kCert, &rc);
     ASSERT_EQ(rc, 0);
     ASSERT_GE(a.size(), 9U);
     ASSERT_GE(b.size(), 9U);
@@ -362,30 +346,27 @@ TEST(QbasnEncodeObj, cert_request_round_trip) {
     unsigned char body[2] = {0x01, 0x02};
     cert_request_in in = {const_cast<char*>("a"), const_cast<char*>("bc"), 2, body};
     int rc = -2;
-    const bytes_t b = encode(3, &in, kCert, &rc);
+    const bytes_t b = encode_obj(3, &in, kCert, &rc);
     ASSERT_EQ(rc, 0);
     EXPECT_EQ(b, hex(kCertV3));
 
     cert_request_in out = {};
-    ASSERT_EQ(decode(3, b, kCert, &out), 0);
-    EXPECT_STREQ(out.text_a, "a");
-    EXPECT_STREQ(out.text_b, "bc");
-    ASSERT_EQ(out.body_len, 2U);
+    ASSERT_EQ(decode_obj(3, b, kCert, &out), 0);
+    expect_cert_v3(out);
     EXPECT_NE(out.body, body);
-    EXPECT_EQ(bytes_of(out.body, out.body_len), hex("01 02"));
     EXPECT_EQ(qbasn_obj_free(3, kCert, &out), 0);
 }
 
 TEST(QbasnEncodeObj, cert_request_without_body) {
     cert_request_in in = {const_cast<char*>("a"), const_cast<char*>("bc"), 0, nullptr};
     int rc = -2;
-    const bytes_t b = encode(3, &in, kCert, &rc);
+    const bytes_t b = encode_obj(3, &in, kCert, &rc);
     ASSERT_EQ(rc, 0);
     // The version and the two texts; no body.
     EXPECT_EQ(b, hex("04 03 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00"));
 
     cert_request_in out = {};
-    ASSERT_EQ(decode(3, b, kCert, &out), 0);
+    ASSERT_EQ(decode_obj(3, b, kCert, &out), 0);
     EXPECT_EQ(out.body_len, 0U);
     EXPECT_EQ(out.body, nullptr);
     EXPECT_STREQ(out.text_a, "a");
@@ -395,12 +376,12 @@ TEST(QbasnEncodeObj, cert_request_without_body) {
 TEST(QbasnEncodeObj, cert_request_with_null_texts) {
     cert_request_in in = {nullptr, const_cast<char*>("b"), 0, nullptr};
     int rc = -2;
-    const bytes_t b = encode(3, &in, kCert, &rc);
+    const bytes_t b = encode_obj(3, &in, kCert, &rc);
     ASSERT_EQ(rc, 0);
     EXPECT_EQ(b, hex("04 03 AC DC 30 0A  02 01 01  04 01 00  04 02 62 00"));
 
     cert_request_in out = {};
-    ASSERT_EQ(decode(3, b, kCert, &out), 0);
+    ASSERT_EQ(decode_obj(3, b, kCert, &out), 0);
     ASSERT_NE(out.text_a, nullptr);
     EXPECT_STREQ(out.text_a, "");
     EXPECT_STREQ(out.text_b, "b");
@@ -417,7 +398,7 @@ TEST(QbasnEncodeObj, cert_request_body_without_octets_encodes_nothing) {
 TEST(QbasnDecodeObj, cert_request_with_another_version_leaves_the_record) {
     cert_request_in r;
     fill_pattern(r);
-    EXPECT_EQ(decode(2, hex(kCertV3), kCert, &r), 0x10652196);
+    EXPECT_EQ(decode_obj(2, hex(kCertV3), kCert, &r), 0x10652196);
     EXPECT_TRUE(has_pattern(r));
 }
 
@@ -432,7 +413,7 @@ TEST(QbasnDecodeObj, cert_request_read_from_segmented_and_indefinite_input) {
         "  24 80 24 06 04 01 AA 04 01 BB 04 02 CC DD 00 00"
         "  00 00");
     cert_request_in r = {};
-    ASSERT_EQ(decode(3, b, kCert, &r), 0);
+    ASSERT_EQ(decode_obj(3, b, kCert, &r), 0);
     EXPECT_STREQ(r.text_a, "key-1");
     EXPECT_STREQ(r.text_b, "z");
     ASSERT_EQ(r.body_len, 4U);
@@ -444,7 +425,7 @@ TEST(QbasnDecodeObj, cert_request_text_members_refuse_other_identifiers) {
     // A UTF8String where the first text belongs.
     cert_request_in r;
     fill_pattern(r);
-    EXPECT_EQ(decode(3, hex("04 03 AC DC 30 09  02 01 01  0C 01 00  04 01 00"), kCert, &r), 0x106521A4);
+    EXPECT_EQ(decode_obj(3, hex("04 03 AC DC 30 09  02 01 01  0C 01 00  04 01 00"), kCert, &r), 0x106521A4);
     EXPECT_TRUE(has_pattern(r));
 }
 

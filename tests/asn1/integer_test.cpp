@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "asn1/asnbase.h"
-#include "support/buffers.h"
 #include "support/frames.h"
 #include "support/hex.h"
+#include "support/probes.h"
 
 namespace {
 
@@ -44,6 +44,13 @@ void expect_integer(const qb_asn_integer& i, const Bytes& content, int int_valid
     } else {
         expect_long_refused(i, 0x10652199u);
     }
+}
+
+// read_oversized: `i` reads the five content octets 01 00 00 00 00, which it
+// keeps although no long holds them (int_valid 0).
+void read_oversized(qb_asn_integer& i) {
+    ASSERT_EQ(read_frame(i, hex("02 05 01 00 00 00 00")), 0u);
+    EXPECT_EQ(i.int_valid, 0);
 }
 
 }  // namespace
@@ -150,8 +157,7 @@ TEST(QbAsnInteger, set_value_long_replaces_previous_octets) {
 
 TEST(QbAsnInteger, set_value_long_sets_int_valid_after_oversized_decode) {
     qb_asn_integer i(security_off);
-    ASSERT_EQ(read_frame(i, hex("02 05 01 00 00 00 00")), 0u);
-    ASSERT_EQ(i.int_valid, 0);
+    ASSERT_NO_FATAL_FAILURE(read_oversized(i));
     i.set_value(-2L);
     EXPECT_EQ(i.int_valid, 1);
     EXPECT_EQ(int_value(i), -2L);
@@ -241,8 +247,7 @@ TEST(QbAsnInteger, long_content_with_leading_zero_keeps_last_four_octets_quirk) 
 TEST(QbAsnInteger, oversized_content_keeps_bytes_and_refuses_long) {
     qb_asn_integer i(security_off);
     ASSERT_EQ(i.set_value(42L), 0u);
-    ASSERT_EQ(read_frame(i, hex("02 05 01 00 00 00 00")), 0u);
-    EXPECT_EQ(i.int_valid, 0);
+    ASSERT_NO_FATAL_FAILURE(read_oversized(i));
     EXPECT_EQ(i.value, 42L);  // update_int_val leaves `value` alone when it stops early
     expect_long_refused(i, 0x10652199u);
     EXPECT_EQ(integer_octets(i), hex("01 00 00 00 00"));
@@ -252,8 +257,7 @@ TEST(QbAsnInteger, oversized_content_keeps_bytes_and_refuses_long) {
 
 TEST(QbAsnInteger, decode_clears_int_valid_and_recomputes) {
     qb_asn_integer i(security_off);
-    ASSERT_EQ(read_frame(i, hex("02 05 01 00 00 00 00")), 0u);
-    ASSERT_EQ(i.int_valid, 0);
+    ASSERT_NO_FATAL_FAILURE(read_oversized(i));
     ASSERT_EQ(read_frame(i, hex("02 01 07")), 0u);
     EXPECT_EQ(i.int_valid, 1);
     EXPECT_EQ(int_value(i), 7L);
@@ -642,9 +646,8 @@ TEST(QbAsnBoolean, value_equal_to_default_is_not_written) {
 }
 
 TEST(QbAsnBoolean, set_value_invalidates_parent_encoding) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_boolean b(security_off);
-    seq.register_child(&b);
+    qb_test::in_sequence<qb_asn_boolean> tree;
+    auto& [seq, b] = tree;
     b.set_value(0);
     ASSERT_EQ(write_bytes(seq), hex("30 03 01 01 00"));
     ASSERT_EQ(seq.is_encoding_valid(), 1);
@@ -723,9 +726,8 @@ TEST(QbAsnNull, inside_a_sequence) {
     i.set_value(1L);
     EXPECT_EQ(write_bytes(seq), hex("30 05 02 01 01 05 00"));
 
-    qb_asn_sequence only(security_off);
-    qb_asn_null m(security_off);
-    only.register_child(&m);
+    qb_test::in_sequence<qb_asn_null> tree;
+    auto& [only, m] = tree;
     EXPECT_EQ(only.is_present(), 1);
     EXPECT_EQ(write_bytes(only), hex("30 02 05 00"));
     EXPECT_EQ(read_frame(only, hex("30 02 05 00")), 0u);

@@ -32,17 +32,16 @@
 #include "support/buffers.h"
 #include "support/failing_malloc.h"
 #include "support/hex.h"
+#include "support/kxobjs_vectors.h"
 #include "support/leak_check.h"
 #include "support/stderr_tap.h"
 
 namespace {
 
 using bytes_t = std::vector<unsigned char>;
-using qb_test::LeakChecked, qb_test::malloc_text;
+using qb_test::LeakChecked, qb_test::expect_cert_v3, qb_test::expect_list_v5, qb_test::kCert, qb_test::kCertV3,
+      qb_test::kInt, qb_test::kList, qb_test::kListV5, qb_test::malloc_text;
 
-constexpr unsigned int kCert = 259;
-constexpr unsigned int kList = 260;
-constexpr unsigned int kInt = 262;
 
 // A sweep that has not completed after this many failing runs is broken.
 constexpr long kSweepLimit = 2000;
@@ -58,13 +57,6 @@ class QbAsnBufferCopyBlocks : public LeakChecked {};
 
 // ---- running a call with one allocation failed ----
 
-// Notes, when the call ends (normally or by an exception), whether the armed
-// failure was taken. Declared after the guard, so it runs first.
-struct injection_probe {
-    bool& taken;
-    ~injection_probe() { taken = !qb_test::fail_after::armed(); }
-};
-
 // reference: what the record class does by hand with the (n+1)-th allocation failed.
 struct reference {
     bool injected = false;
@@ -77,9 +69,7 @@ template <class F>
 reference run_reference(long n, F&& f) {
     reference r;
     try {
-        qb_test::fail_after guard(n);
-        injection_probe probe{r.injected};
-        r.rc = f();
+        qb_test::fail_nth(n, r.injected, [&] { r.rc = f(); });
     } catch (const qb_asn_exception& e) {
         r.threw = true;
         r.rc = static_cast<int>(e.code);
@@ -99,11 +89,7 @@ template <class F>
 actual run_entry(long n, F&& f) {
     actual a;
     testing::internal::CaptureStderr();
-    {
-        qb_test::fail_after guard(n);
-        injection_probe probe{a.injected};
-        a.rc = f();
-    }
+    qb_test::fail_nth(n, a.injected, [&] { a.rc = f(); });
     a.err = testing::internal::GetCapturedStderr();
     return a;
 }
@@ -267,37 +253,12 @@ long sweep_decode(unsigned int type, int version, const char* bytes, Check check
 
 // ---- vectors ----
 
-constexpr const char* kListV5 =
-    "04 05 AC DC 30 23  02 01 01  30 1E"
-    "  30 0D 02 01 01 02 01 05 04 02 78 00 02 01 FF"
-    "  30 0D 02 01 01 02 02 00 80 04 01 00 02 01 00";
-
-constexpr const char* kCertV3 = "04 03 AC DC 30 10  02 01 01  04 02 61 00  04 03 62 63 00  04 02 01 02";
-
 // The same list, segmented and with indefinite lengths.
 constexpr const char* kSegmentedListV5 =
     "04 05 AC DC 30 80  02 01 01  30 80"
     "  30 80 02 01 01 02 01 05 24 80 04 01 78 04 01 00 00 00 02 01 FF 00 00"
     "  30 0D 02 01 01 02 02 00 80 04 01 00 02 01 00"
     "  00 00  00 00";
-
-void check_list(const kxobj_update_list_s_t& r) {
-    ASSERT_EQ(r.count, 2U);
-    ASSERT_NE(r.items, nullptr);
-    EXPECT_EQ(r.items[0].value_a, 5);
-    EXPECT_STREQ(r.items[0].text, "x");
-    EXPECT_EQ(r.items[0].value_b, -1);
-    EXPECT_EQ(r.items[1].value_a, 128);
-    EXPECT_STREQ(r.items[1].text, "");
-    EXPECT_EQ(r.items[1].value_b, 0);
-}
-
-void check_cert(const cert_request_in& r) {
-    EXPECT_STREQ(r.text_a, "a");
-    EXPECT_STREQ(r.text_b, "bc");
-    ASSERT_EQ(r.body_len, 2U);
-    EXPECT_EQ(bytes_t(r.body, r.body + r.body_len), hex("01 02"));
-}
 
 // ==== encode ====
 
@@ -392,17 +353,17 @@ TEST_F(QbasnEncodeObjOutOfMemory, element_append_failure_prints_nothing) {
 // ==== decode ====
 
 TEST_F(QbasnDecodeObjOutOfMemory, update_list_every_allocation) {
-    const long runs = sweep_decode<qb_asn_kxobj_update_list_t, kxobj_update_list_s_t>(kList, 5, kListV5, check_list);
+    const long runs = sweep_decode<qb_asn_kxobj_update_list_t, kxobj_update_list_s_t>(kList, 5, kListV5, expect_list_v5);
     EXPECT_GT(runs, 4);  // elements, texts and the item array all allocate
 }
 
 TEST_F(QbasnDecodeObjOutOfMemory, segmented_update_list_every_allocation) {
-    EXPECT_GT((sweep_decode<qb_asn_kxobj_update_list_t, kxobj_update_list_s_t>(kList, 5, kSegmentedListV5, check_list)),
+    EXPECT_GT((sweep_decode<qb_asn_kxobj_update_list_t, kxobj_update_list_s_t>(kList, 5, kSegmentedListV5, expect_list_v5)),
               4);
 }
 
 TEST_F(QbasnDecodeObjOutOfMemory, cert_request_every_allocation) {
-    EXPECT_GT((sweep_decode<qb_asn_cert_request_in, cert_request_in>(kCert, 3, kCertV3, check_cert)), 2);
+    EXPECT_GT((sweep_decode<qb_asn_cert_request_in, cert_request_in>(kCert, 3, kCertV3, expect_cert_v3)), 2);
 }
 
 TEST_F(QbasnDecodeObjOutOfMemory, integer_every_allocation) {
@@ -492,11 +453,8 @@ TEST_F(QbAsnKxobjUpdateListTOutOfMemory, count_is_set_before_the_item_array_quir
     kxobj_update_list_s_t r = {};
     int rc = 0;
     bool injected = false;
-    {
-        qb_test::fail_after guard(0);  // get_value's first allocation: the item array
-        injection_probe probe{injected};
-        rc = rec.get_value(r);
-    }
+    // get_value's first allocation: the item array
+    qb_test::fail_nth(0, injected, [&] { rc = rec.get_value(r); });
     EXPECT_TRUE(injected);
     EXPECT_EQ(rc, 0x10652065);  // returned, not thrown
     EXPECT_EQ(r.count, 2U);     // the number of elements, although none was read
@@ -510,11 +468,8 @@ TEST_F(QbAsnKxobjUpdateListTOutOfMemory, append_failure_returns_status_and_destr
     qb_asn_kxobj_update_list_t rec(security_off);
     int rc = 0;
     bool injected = false;
-    {
-        qb_test::fail_after guard(0);  // set_value's first allocation: the first element
-        injection_probe probe{injected};
-        rc = rec.set_value(in);
-    }
+    // set_value's first allocation: the first element
+    qb_test::fail_nth(0, injected, [&] { rc = rec.set_value(in); });
     EXPECT_TRUE(injected);
     EXPECT_EQ(rc, 0x10652065);
     EXPECT_EQ(rec.items.get_child_count(), 0U);

@@ -86,9 +86,9 @@ public:
     }
 };
 
-// expect_refused: reading `in` into `p` gives `status` with the view left at
+// expect_probe_refused: reading `in` into `p` gives `status` with the view left at
 // the start, `p` absent and its content hook never called.
-void expect_refused(Probe& p, const std::vector<unsigned char>& in, unsigned int status) {
+void expect_probe_refused(Probe& p, const std::vector<unsigned char>& in, unsigned int status) {
     EXPECT_TRUE(reads(p, in, status, 0));
     EXPECT_EQ(p.is_present(), 0);
     EXPECT_EQ(p.decode_calls, 0);
@@ -502,7 +502,7 @@ TEST(QbAsnObject, AsnreadTagMismatch) {
         SCOPED_TRACE(text);
         auto in = hex(text);
         Probe p(2, 0);
-        expect_refused(p, in, 0x106521A4u);
+        expect_probe_refused(p, in, 0x106521A4u);
 
         Probe opt(2, 0);
         opt.set_optional(1);
@@ -567,7 +567,7 @@ TEST(QbAsnObject, AsnreadRecordsTheConstructedBit) {
 TEST(QbAsnObject, AsnreadConstructedNotPermitted) {
     Probe p(2, 0);
     auto in = hex("22 01 05");
-    expect_refused(p, in, 0x1065219Eu);
+    expect_probe_refused(p, in, 0x1065219Eu);
     // Optional does not turn a form error into absence.
     EXPECT_TRUE(reads(Probe(2, 0).as_optional(), in, 0x1065219Eu, 0));
 }
@@ -578,7 +578,7 @@ TEST(QbAsnObject, AsnreadPrimitiveNotPermitted) {
     p.asn_class = 0;
     p.constructed_permitted = 1;  // constructed only
     auto in = hex("02 01 05");
-    expect_refused(p, in, 0x1065219Fu);
+    expect_probe_refused(p, in, 0x1065219Fu);
     // The base object permits neither form.
     Probe bare;
     bare.tag = 2;
@@ -590,7 +590,7 @@ TEST(QbAsnObject, AsnreadIndefiniteNotPermitted) {
     p.constructed_permitted = 1;
     for (const char* text : {"02 80 05 00 00", "22 80 05 00 00"}) {
         SCOPED_TRACE(text);
-        expect_refused(p, hex(text), 0x1065219Du);
+        expect_probe_refused(p, hex(text), 0x1065219Du);
     }
 }
 
@@ -600,7 +600,7 @@ void expect_cut_off(std::initializer_list<const char*> inputs, bool optional_too
     for (const char* text : inputs) {
         SCOPED_TRACE(text);
         Probe p(2, 0);
-        expect_refused(p, hex(text), 0x10652198u);
+        expect_probe_refused(p, hex(text), 0x10652198u);
         if (optional_too) {
             EXPECT_TRUE(reads(Probe(2, 0).as_optional(), hex(text), 0x10652198u, 0));
         }
@@ -1058,9 +1058,8 @@ TEST(QbAsnObject, SetDefaultValueNullLeavesNotDefaultable) {
 }
 
 TEST(QbAsnObject, SetDefaultValueInvalidatesTheEncoding) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_integer i(security_off);
-    seq.register_child(&i);
+    qb_test::in_sequence<qb_asn_integer> tree;
+    auto& [seq, i] = tree;
     i.set_value(3L);
     qb_buffer_t out(security_off);
     ASSERT_EQ(seq.asnwrite(out), 0u);

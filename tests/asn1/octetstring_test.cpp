@@ -15,6 +15,7 @@
 #include "support/buffers.h"
 #include "support/frames.h"
 #include "support/hex.h"
+#include "support/probes.h"
 
 namespace {
 
@@ -901,9 +902,8 @@ TEST(QbAsnNamedbits, write_rules_for_absent_values) {
 }
 
 TEST(QbAsnNamedbits, set_bit_invalidates_parent_encoding) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_namedbits nb(security_off);
-    seq.register_child(&nb);
+    qb_test::in_sequence<qb_asn_namedbits> tree;
+    auto& [seq, nb] = tree;
     ASSERT_EQ(nb.set_bit(0, 1), 0u);
     ASSERT_EQ(write_bytes(seq), hex("30 04 03 02 07 80"));
     ASSERT_EQ(seq.is_encoding_valid(), 1);

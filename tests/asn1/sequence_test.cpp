@@ -404,9 +404,8 @@ TEST(QbAsnComposite, RegisterChildBeforeIntoAFullPresetArray_quirk) {
 }
 
 TEST(QbAsnComposite, GetChildOutOfRange) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_null n(security_off);
-    seq.register_child(&n);
+    qb_test::in_sequence<qb_asn_null> tree;
+    auto& [seq, n] = tree;
     EXPECT_EQ(seq.get_child(0), &n);
     EXPECT_EQ(seq.get_child(1), nullptr);
     EXPECT_EQ(seq[1], nullptr);
@@ -449,9 +448,8 @@ TEST(QbAsnComposite, PresenceRule) {
     }
     {
         SCOPED_TRACE("only child mandatory and absent");
-        qb_asn_sequence seq(security_off);
-        qb_asn_integer i(security_off);
-        seq.register_child(&i);
+        qb_test::in_sequence<qb_asn_integer> tree;
+        auto& [seq, i] = tree;
         EXPECT_EQ(seq.is_present(), 0);
         EXPECT_TRUE(appends("AA", [&](qb_buffer_t& out) { return seq.asnwrite(out); }, 0x106521A0u, "AA"));
         i.set_value(5L);
@@ -888,9 +886,8 @@ TEST(QbAsnSequence, ChildErrorsArePassedUp) {
 TEST(QbAsnSequence, ChildReadsOnlyWithinTheSequence) {
     // The integer's declared length runs past the sequence's content, though
     // the caller's view holds more octets: the child sees only the content.
-    qb_asn_sequence seq(security_off);
-    qb_asn_integer i(security_off);
-    seq.register_child(&i);
+    qb_test::in_sequence<qb_asn_integer> tree;
+    auto& [seq, i] = tree;
     EXPECT_TRUE(reads(seq, "30 03 02 02 05 06", 0x10652198u, 0));
     // An optional child after the content does not take octets beyond it.
     qb_asn_sequence seq2(security_off);
@@ -968,9 +965,8 @@ TEST(QbAsnSequence, LongFormLengths) {
     };
     for (const char* text : cases) {
         SCOPED_TRACE(text);
-        qb_asn_sequence seq(security_off);
-        qb_asn_integer i(security_off);
-        seq.register_child(&i);
+        qb_test::in_sequence<qb_asn_integer> tree;
+        auto& [seq, i] = tree;
         auto in = hex(text);
         EXPECT_TRUE(reads(seq, in, 0u, in.size()));
         EXPECT_EQ(int_value(i), 5);
@@ -1134,10 +1130,10 @@ void expect_values_b(const Record& r) {
     EXPECT_EQ(int_value(r.dflt), 8);
 }
 
-// round_trip: `src` writes `canonical` and holds what `expect_values`
+// expect_record_round_trip: `src` writes `canonical` and holds what `expect_values`
 // checks; a fresh record reads those octets, holds the same, writes them
 // again and compares equal to `src`.
-void round_trip(Record& src, const char* canonical, void (*expect_values)(const Record&)) {
+void expect_record_round_trip(Record& src, const char* canonical, void (*expect_values)(const Record&)) {
     const auto bytes = write_bytes(src.outer);
     EXPECT_EQ(bytes, hex(canonical));
     expect_values(src);
@@ -1152,13 +1148,13 @@ void round_trip(Record& src, const char* canonical, void (*expect_values)(const 
 TEST(QbAsnSequence, NestedRoundTripValuesA) {
     Record src;
     src.set_a();
-    round_trip(src, kCanonicalA, expect_values_a);
+    expect_record_round_trip(src, kCanonicalA, expect_values_a);
 }
 
 TEST(QbAsnSequence, NestedRoundTripValuesB) {
     Record src;
     src.set_b();
-    round_trip(src, kCanonicalB, expect_values_b);
+    expect_record_round_trip(src, kCanonicalB, expect_values_b);
 }
 
 TEST(QbAsnSequence, NestedReadFromIndefiniteAndLongFormInput) {

@@ -31,7 +31,8 @@ using Bytes = std::vector<unsigned char>;
 
 // ---- helpers ----
 
-using qb_test::appends, qb_test::read_case, qb_test::read_into, qb_test::reads, qb_test::register_all,
+using qb_test::appends, qb_test::bool_value, qb_test::expect_bare_text, qb_test::int_value, qb_test::read_case,
+      qb_test::read_frame, qb_test::read_into, qb_test::reads, qb_test::register_all, qb_test::type_summary,
       qb_test::value_of, qb_test::write_bytes, qb_test::write_frame;
 
 using IntList = qb_asn_sequenceof<qb_asn_integer>;
@@ -141,17 +142,12 @@ public:
 
 TEST(QbAsnSequenceOf, ConstructionSettings) {
     IntList list(security_off);
-    EXPECT_STREQ(list.get_type_name(), "SEQUENCEOF");
-    EXPECT_EQ(list.get_tag(), 16u);
-    EXPECT_EQ(list.get_class(), 0);
+    EXPECT_EQ(type_summary(list), "SEQUENCEOF 16/0 -CI");
     EXPECT_EQ(list.get_child_count(), 0u);
     EXPECT_EQ(list.get_empty_permitted(), 1);
     EXPECT_EQ(list.is_optional(), 0);
     EXPECT_EQ(list.is_present(), 1);  // empty permitted: present with no elements
     EXPECT_EQ(list.should_generate_constructed(), 1);
-    EXPECT_EQ(list.encoding_constructed_permitted(), 1);
-    EXPECT_EQ(list.encoding_indefinite_permitted(), 1);
-    EXPECT_EQ(list.encoding_primitive_permitted(), 0);
     EXPECT_EQ(list.get_element(0), nullptr);
 }
 
@@ -207,8 +203,7 @@ TEST(QbAsnSequenceOf, AddChildAppendsOwnedElements) {
     IntList list(security_off);
     qb_asn_integer* a = list.add_child();
     qb_asn_integer* b = list.add_child();
-    ASSERT_NE(a, nullptr);
-    ASSERT_NE(b, nullptr);
+    ASSERT_TRUE(a != nullptr && b != nullptr);
     EXPECT_NE(a, b);
     EXPECT_EQ(list.get_child_count(), 2u);
     EXPECT_EQ(list.get_child(0), a);
@@ -494,20 +489,14 @@ TEST(QbAsnSequenceOf, DestructorDoesNotWalkUpTheTree) {
 
 TEST(QbAsnSequenceOf, ReadEmptyDefiniteList) {
     IntList list(security_off);
-    const auto rr = read_into(list, hex("30 00"));
-    EXPECT_EQ(rr.rc, 0u);
-    EXPECT_EQ(rr.consumed, 2u);
-    EXPECT_EQ(rr.remaining, 0u);
+    EXPECT_TRUE(reads(list, hex("30 00"), 0u, 2u));
     EXPECT_EQ(list.get_child_count(), 0u);
     EXPECT_EQ(list.is_present(), 1);
 }
 
 TEST(QbAsnSequenceOf, ReadIndefiniteList) {
     IntList list(security_off);
-    const auto rr = read_into(list, hex("30 80 02 01 01 02 01 02 00 00"));
-    EXPECT_EQ(rr.rc, 0u);
-    EXPECT_EQ(rr.consumed, 10u);
-    EXPECT_EQ(rr.remaining, 0u);
+    EXPECT_TRUE(reads(list, hex("30 80 02 01 01 02 01 02 00 00"), 0u, 10u));
     EXPECT_EQ(values_of(list), (std::vector<long>{1, 2}));
     EXPECT_EQ(list.is_present(), 1);
     EXPECT_EQ(list.is_indefinite_length(), 1);
@@ -517,19 +506,13 @@ TEST(QbAsnSequenceOf, ReadIndefiniteList) {
 
 TEST(QbAsnSequenceOf, ReadEmptyIndefiniteList) {
     IntList list(security_off);
-    const auto rr = read_into(list, hex("30 80 00 00 02 01 05"));
-    EXPECT_EQ(rr.rc, 0u);
-    EXPECT_EQ(rr.consumed, 4u);
-    EXPECT_EQ(rr.remaining, 3u);
+    EXPECT_TRUE(reads(list, hex("30 80 00 00 02 01 05"), 0u, 4u));
     EXPECT_EQ(list.get_child_count(), 0u);
 }
 
 TEST(QbAsnSequenceOf, ReadDefiniteListLeavesWhatFollows) {
     IntList list(security_off);
-    const auto rr = read_into(list, hex("30 06 02 01 01 02 01 02 02 01 03"));
-    EXPECT_EQ(rr.rc, 0u);
-    EXPECT_EQ(rr.consumed, 8u);
-    EXPECT_EQ(rr.remaining, 3u);
+    EXPECT_TRUE(reads(list, hex("30 06 02 01 01 02 01 02 02 01 03"), 0u, 8u));
     EXPECT_EQ(values_of(list), (std::vector<long>{1, 2}));
     EXPECT_EQ(list.is_indefinite_length(), 0);
 }
@@ -540,19 +523,14 @@ TEST(QbAsnSequenceOf, ReadLongFormLengths) {
         SCOPED_TRACE(text);
         IntList list(security_off);
         const Bytes in = hex(text);
-        const auto rr = read_into(list, in);
-        EXPECT_EQ(rr.rc, 0u);
-        EXPECT_EQ(rr.consumed, in.size());
+        EXPECT_TRUE(reads(list, in, 0u, in.size()));
         EXPECT_EQ(values_of(list), (std::vector<long>{1, 2}));
     }
 }
 
 TEST(QbAsnSequenceOf, AFailingElementEndsTheReadAndTheEarlierOnesStay) {
     IntList list(security_off);
-    const auto rr = read_into(list, hex("30 06 02 01 01 04 01 00"));
-    EXPECT_EQ(rr.rc, 0x106521A4u);
-    EXPECT_EQ(rr.consumed, 0u);  // the view is put back
-    EXPECT_EQ(rr.remaining, 8u);
+    EXPECT_TRUE(reads(list, hex("30 06 02 01 01 04 01 00"), 0x106521A4u, 0u));  // the view is put back
     ASSERT_EQ(list.get_child_count(), 1u);
     ASSERT_NE(list.get_element(0), nullptr);
     // The failed read's full invalidation made the kept element absent.
@@ -565,34 +543,38 @@ TEST(QbAsnSequenceOf, AFailingElementEndsTheReadAndTheEarlierOnesStay) {
 
 TEST(QbAsnSequenceOf, AFailingElementEndsAnIndefiniteRead) {
     IntList list(security_off);
-    const auto rr = read_into(list, hex("30 80 02 01 01 02 01 02 01 01 FF 00 00"));
-    EXPECT_EQ(rr.rc, 0x106521A4u);
-    EXPECT_EQ(rr.consumed, 0u);
+    EXPECT_TRUE(reads(list, hex("30 80 02 01 01 02 01 02 01 01 FF 00 00"), 0x106521A4u, 0u));
     EXPECT_EQ(list.get_child_count(), 2u);
     EXPECT_EQ(list.is_present(), 0);
 }
 
+// KeptCase: an input a list refuses with `status`, keeping `kept` elements.
+struct KeptCase {
+    const char *name, *hex;
+    unsigned int status, kept;
+};
+
+// expect_kept_on_error: each input, read into a fresh L, gives its status
+// with the view put back, the list absent and `kept` elements left in it.
+template <class L>
+void expect_kept_on_error(std::initializer_list<KeptCase> cases) {
+    for (const KeptCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        L list(security_off);
+        EXPECT_TRUE(reads(list, c.hex, c.status, 0));
+        EXPECT_EQ(list.get_child_count(), c.kept);
+        EXPECT_EQ(list.is_present(), 0);
+    }
+}
+
 TEST(QbAsnSequenceOf, ElementErrorsArePassedUp) {
-    struct Case {
-        const char *name, *hex;
-        unsigned int status, kept;
-    };
-    constexpr Case kCases[] = {
+    expect_kept_on_error<IntList>({
         {"element cut off", "30 05 02 01 01 02 02", 0x10652198, 1},
         {"element longer than the list", "30 04 02 01 01 02 02 05", 0x10652198, 1},
         {"constructed INTEGER", "30 03 22 01 00", 0x1065219E, 0},
         {"indefinite INTEGER", "30 80 02 80 00 00 00 00", 0x1065219D, 0},
         {"no end-of-contents before the data ends", "30 80 02 01 01", 0x10652198, 1},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.name);
-        IntList list(security_off);
-        const auto rr = read_into(list, hex(c.hex));
-        EXPECT_EQ(rr.rc, c.status);
-        EXPECT_EQ(rr.consumed, 0u);
-        EXPECT_EQ(list.get_child_count(), c.kept);
-        EXPECT_EQ(list.is_present(), 0);
-    }
+    });
 }
 
 TEST(QbAsnSequenceOf, FrameErrors) {
@@ -612,19 +594,12 @@ TEST(QbAsnSequenceOf, FrameErrors) {
 
 TEST(QbAsnSequenceOf, ElementsThatReadNothingAreMalformed) {
     qb_asn_sequenceof<qb_asn_nothing> list(security_off);
-    auto rr = read_into(list, hex("30 03 02 01 01"));
-    EXPECT_EQ(rr.rc, 0x1065219Bu);
-    EXPECT_EQ(rr.consumed, 0u);
+    EXPECT_TRUE(reads(list, "30 03 02 01 01", 0x1065219Bu, 0));
     EXPECT_EQ(list.get_child_count(), 0u);
-    rr = read_into(list, hex("30 80 05 00 00 00"));
-    EXPECT_EQ(rr.rc, 0x1065219Bu);
-    EXPECT_EQ(rr.consumed, 0u);
+    EXPECT_TRUE(reads(list, "30 80 05 00 00 00", 0x1065219Bu, 0));
     // Nothing to read is fine.
-    rr = read_into(list, hex("30 00"));
-    EXPECT_EQ(rr.rc, 0u);
-    rr = read_into(list, hex("30 80 00 00"));
-    EXPECT_EQ(rr.rc, 0u);
-    EXPECT_EQ(rr.consumed, 4u);
+    EXPECT_TRUE(reads(list, "30 00", 0u, 2));
+    EXPECT_TRUE(reads(list, "30 80 00 00", 0u, 4));
 }
 
 TEST(QbAsnSequenceOf, ReadingDiscardsTheOldElements) {
@@ -687,20 +662,28 @@ TEST(QbAsnSequenceOf, AllocationFailureInAddChild) {
 
 // ---- element types ----
 
+// expect_list_round_trip: `src` writes `wire`; a fresh L reads it, passes `check` and
+// writes the same octets again.
+template <class L, class Check>
+void expect_list_round_trip(const L& src, const char* wire, Check check) {
+    const Bytes bytes = write_bytes(src);
+    EXPECT_EQ(bytes, hex(wire));
+    L dst(security_off);
+    ASSERT_EQ(read_into(dst, bytes).rc, 0u);
+    check(dst);
+    EXPECT_EQ(write_bytes(dst), hex(wire));
+}
+
 TEST(QbAsnSequenceOf, IntegerRoundTrip) {
     IntList src(security_off);
     fill(src, {0, 127, 128, -128, -129, 0x7FFFFFFF, -2147483647L - 1});
     const char* kWire =
         "30 1D 02 01 00 02 01 7F 02 02 00 80 02 01 80 02 02 FF 7F 02 04 7F FF FF FF "
         "02 04 80 00 00 00";
-    const auto w = write_frame(src);
-    ASSERT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex(kWire));
-    IntList dst(security_off);
-    ASSERT_EQ(read_into(dst, w.bytes).rc, 0u);
-    EXPECT_EQ(values_of(dst), values_of(src));
-    EXPECT_EQ(write_frame(dst).bytes, hex(kWire));
-    EXPECT_TRUE(src == dst);
+    expect_list_round_trip(src, kWire, [&](const IntList& dst) {
+        EXPECT_EQ(values_of(dst), values_of(src));
+        EXPECT_TRUE(src == dst);
+    });
 }
 
 TEST(QbAsnSequenceOf, OctetStringRoundTrip) {
@@ -712,58 +695,40 @@ TEST(QbAsnSequenceOf, OctetStringRoundTrip) {
         ASSERT_EQ(e->set_value(v.data(), static_cast<unsigned int>(v.size())), 0u);
     }
     const char* kWire = "30 0D 04 00 04 02 00 FF 04 05 68 65 6C 6C 6F";
-    const auto w = write_frame(src);
-    ASSERT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex(kWire));
-    OctetList dst(security_off);
-    ASSERT_EQ(read_into(dst, w.bytes).rc, 0u);
-    ASSERT_EQ(dst.get_child_count(), 3u);
-    for (unsigned int i = 0; i < 3; ++i) EXPECT_EQ(value_of(*dst.get_element(i)), values[i]);
-    EXPECT_EQ(write_frame(dst).bytes, hex(kWire));
+    expect_list_round_trip(src, kWire, [&](const OctetList& dst) {
+        ASSERT_EQ(dst.get_child_count(), 3u);
+        for (unsigned int i = 0; i < 3; ++i) EXPECT_EQ(value_of(*dst.get_element(i)), values[i]);
+    });
 }
 
 TEST(QbAsnSequenceOf, RecordElementsRoundTrip) {
     PersonList src(security_off);
     Person* a = src.add_child();
     Person* b = src.add_child();
-    ASSERT_NE(a, nullptr);
-    ASSERT_NE(b, nullptr);
+    ASSERT_TRUE(a != nullptr && b != nullptr);
     EXPECT_STREQ(a->get_type_name(), "Person");
     a->set(7, "ab");
     b->set(300, "");
     b->admin.set_value(1);
     const char* kWire = "30 14 30 07 02 01 07 04 02 61 62 30 09 02 02 01 2C 04 00 01 01 FF";
-    const auto w = write_frame(src);
-    ASSERT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex(kWire));
-
-    PersonList dst(security_off);
-    ASSERT_EQ(read_into(dst, w.bytes).rc, 0u);
-    ASSERT_EQ(dst.get_child_count(), 2u);
-    long id = 0;
-    EXPECT_EQ(dst.get_element(0)->id.get_value(id), 0u);
-    EXPECT_EQ(id, 7);
-    EXPECT_EQ(value_of(dst.get_element(0)->name), (Bytes{'a', 'b'}));
-    EXPECT_EQ(dst.get_element(0)->admin.is_present(), 0);
-    EXPECT_EQ(dst.get_element(1)->id.get_value(id), 0u);
-    EXPECT_EQ(id, 300);
-    EXPECT_EQ(value_of(dst.get_element(1)->name), Bytes{});
-    int admin = 0;
-    EXPECT_EQ(dst.get_element(1)->admin.get_value(admin), 0u);
-    EXPECT_NE(admin, 0);
-    EXPECT_EQ(write_frame(dst).bytes, hex(kWire));
+    expect_list_round_trip(src, kWire, [](const PersonList& dst) {
+        ASSERT_EQ(dst.get_child_count(), 2u);
+        EXPECT_EQ(int_value(dst.get_element(0)->id), 7);
+        EXPECT_EQ(value_of(dst.get_element(0)->name), (Bytes{'a', 'b'}));
+        EXPECT_EQ(dst.get_element(0)->admin.is_present(), 0);
+        EXPECT_EQ(int_value(dst.get_element(1)->id), 300);
+        EXPECT_EQ(value_of(dst.get_element(1)->name), Bytes{});
+        EXPECT_NE(bool_value(dst.get_element(1)->admin), 0);
+    });
 }
 
 TEST(QbAsnSequenceOf, RecordElementErrorsArePassedUp) {
     PersonList list(security_off);
     // The second record has an extra member: surplus content.
-    auto rr = read_into(list, hex("30 12 30 07 02 01 07 04 02 61 62 30 07 02 01 01 04 00 05 00"));
-    EXPECT_EQ(rr.rc, 0x106521A5u);
-    EXPECT_EQ(rr.consumed, 0u);
+    EXPECT_TRUE(reads(list, "30 12 30 07 02 01 07 04 02 61 62 30 07 02 01 01 04 00 05 00", 0x106521A5u, 0));
     EXPECT_EQ(list.get_child_count(), 1u);
     // A record whose mandatory name is missing.
-    rr = read_into(list, hex("30 05 30 03 02 01 07"));
-    EXPECT_EQ(rr.rc, 0x10652198u);
+    EXPECT_EQ(read_frame(list, hex("30 05 30 03 02 01 07")), 0x10652198u);
     EXPECT_EQ(list.get_child_count(), 0u);
 }
 
@@ -772,24 +737,17 @@ TEST(QbAsnSequenceOf, NestedSequenceOfRoundTrip) {
     IntList* a = src.add_child();
     IntList* b = src.add_child();
     IntList* c = src.add_child();
-    ASSERT_NE(a, nullptr);
-    ASSERT_NE(b, nullptr);
-    ASSERT_NE(c, nullptr);
+    ASSERT_TRUE(a != nullptr && b != nullptr && c != nullptr);
     EXPECT_STREQ(a->get_type_name(), "SEQUENCEOF");
     fill(*a, {1, 2});
     fill(*c, {3});
     const char* kWire = "30 0F 30 06 02 01 01 02 01 02 30 00 30 03 02 01 03";
-    const auto w = write_frame(src);
-    ASSERT_EQ(w.rc, 0u);
-    EXPECT_EQ(w.bytes, hex(kWire));
-
-    IntListList dst(security_off);
-    ASSERT_EQ(read_into(dst, w.bytes).rc, 0u);
-    ASSERT_EQ(dst.get_child_count(), 3u);
-    EXPECT_EQ(values_of(*dst.get_element(0)), (std::vector<long>{1, 2}));
-    EXPECT_EQ(values_of(*dst.get_element(1)), std::vector<long>{});
-    EXPECT_EQ(values_of(*dst.get_element(2)), (std::vector<long>{3}));
-    EXPECT_EQ(write_frame(dst).bytes, hex(kWire));
+    expect_list_round_trip(src, kWire, [](const IntListList& dst) {
+        ASSERT_EQ(dst.get_child_count(), 3u);
+        EXPECT_EQ(values_of(*dst.get_element(0)), (std::vector<long>{1, 2}));
+        EXPECT_EQ(values_of(*dst.get_element(1)), std::vector<long>{});
+        EXPECT_EQ(values_of(*dst.get_element(2)), (std::vector<long>{3}));
+    });
 
     // The same value read from indefinite lengths at both levels.
     IntListList mixed(security_off);
@@ -999,38 +957,18 @@ TEST(QbAsnArrayOf, ReadIndefiniteAndDiscardOldSlots) {
 }
 
 TEST(QbAsnArrayOf, ReadErrors) {
-    struct Case {
-        const char *name, *hex;
-        unsigned int status, kept;
-    };
-    constexpr Case kCases[] = {
+    expect_kept_on_error<IntArray>({
         {"slot neither NULL nor INTEGER", "30 05 05 00 01 01 FF", 0x106521A4, 1},
         {"NULL with content", "30 03 05 01 00", 0x106521A4, 0},
         // A slot that neither alternative reads is a mismatch, whatever the reason.
         {"slot cut off", "30 03 05 00 02", 0x106521A4, 1},
         {"not a SEQUENCE", "31 02 05 00", 0x106521A4, 0},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.name);
-        IntArray arr(security_off);
-        const auto rr = read_into(arr, hex(c.hex));
-        EXPECT_EQ(rr.rc, c.status);
-        EXPECT_EQ(rr.consumed, 0u);
-        EXPECT_EQ(arr.get_child_count(), c.kept);
-        EXPECT_EQ(arr.is_present(), 0);
-    }
+    });
 }
 
 TEST(QbAsnArrayOf, SetTagThrowsTheBareText) {
     IntArray arr(security_off);
-    bool thrown = false;
-    try {
-        arr.set_tag(17);
-    } catch (const char* text) {
-        thrown = true;
-        EXPECT_STREQ(text, "Attempt to change tag of ASN.1 CHOICE object");
-    }
-    EXPECT_TRUE(thrown);
+    expect_bare_text([&] { arr.set_tag(17); }, "Attempt to change tag of ASN.1 CHOICE object");
     EXPECT_EQ(arr.list.get_tag(), 16u);
     EXPECT_EQ(write_bytes(arr), hex("30 00"));
 }
@@ -1107,9 +1045,7 @@ TEST(QbAsnArrayOf, OperationsAreTheLists) {
     EXPECT_EQ(arr.is_default_value(), 0);
 
     // asnread reads a SEQUENCE frame although the array-of's own tag is 0.
-    const auto rr = read_into(arr, hex("30 03 02 01 05"));
-    EXPECT_EQ(rr.rc, 0u);
-    EXPECT_EQ(rr.consumed, 5u);
+    EXPECT_TRUE(reads(arr, hex("30 03 02 01 05"), 0u, 5u));
     EXPECT_EQ(arr.get_child_count(), 1u);
     EXPECT_EQ(arr.is_present(), 1);
 }
@@ -1222,31 +1158,34 @@ void read_nest_on_small_stack(NestRead& run) {
     ASSERT_EQ(pthread_join(thread, nullptr), 0);
 }
 
-TEST(QbAsnSequenceOf, NestingOf256LevelsIsRead) {
-    const Bytes in = indefinite_nest(256);
+// nested_read: reads `in` into a fresh nest (on a 256 KiB stack when
+// `small_stack`); the read must finish without throwing. Its outcome as
+// "status S, consumed C, remaining R, present P[, depth D]" (the depth only
+// after a successful read).
+std::string nested_read(const Bytes& in, bool small_stack) {
     NestRead run;
     run.input = &in;
-    read_nest(run);
-    ASSERT_TRUE(run.finished);
+    if (small_stack) {
+        read_nest_on_small_stack(run);
+    } else {
+        read_nest(run);
+    }
+    EXPECT_TRUE(run.finished);
     EXPECT_FALSE(run.threw);
-    EXPECT_EQ(run.rc, 0u);
-    EXPECT_EQ(run.consumed, 1024u);
-    EXPECT_EQ(run.remaining, 0u);
-    EXPECT_EQ(run.depth, 256u);
-    EXPECT_EQ(run.present, 1);
+    std::string s = "status " + qb_test::hex32(run.rc) + ", consumed " + std::to_string(run.consumed) +
+                    ", remaining " + std::to_string(run.remaining) + ", present " + std::to_string(run.present);
+    if (run.rc == 0) s += ", depth " + std::to_string(run.depth);
+    return s;
+}
+
+TEST(QbAsnSequenceOf, NestingOf256LevelsIsRead) {
+    EXPECT_EQ(nested_read(indefinite_nest(256), false),
+              "status 0x00000000, consumed 1024, remaining 0, present 1, depth 256");
 }
 
 TEST(QbAsnSequenceOf, NestingOf257LevelsIsRefused) {
-    const Bytes in = indefinite_nest(257);
-    NestRead run;
-    run.input = &in;
-    read_nest(run);
-    ASSERT_TRUE(run.finished);
-    EXPECT_FALSE(run.threw);
-    EXPECT_EQ(run.rc, 0x1065219Bu);
-    EXPECT_EQ(run.consumed, 0u);  // the view is unmoved
-    EXPECT_EQ(run.remaining, 1028u);
-    EXPECT_EQ(run.present, 0);
+    // The view is unmoved.
+    EXPECT_EQ(nested_read(indefinite_nest(257), false), "status 0x1065219B, consumed 0, remaining 1028, present 0");
 }
 
 TEST(QbAsnSequenceOf, DefiniteNestingBound) {
@@ -1259,17 +1198,12 @@ TEST(QbAsnSequenceOf, DefiniteNestingBound) {
         EXPECT_EQ(rr.consumed, 1024u);
         EXPECT_EQ(depth_of(root), 256u);
         // Written back in the minimal definite form.
-        const auto w = write_frame(root);
-        EXPECT_EQ(w.rc, 0u);
-        EXPECT_TRUE(w.bytes == minimal_nest(256));
+        EXPECT_TRUE(write_bytes(root) == minimal_nest(256));
     }
     {
         const Bytes in = definite_nest(257);
         nest root(security_off);
-        const auto rr = read_into(root, in);
-        EXPECT_EQ(rr.rc, 0x1065219Bu);
-        EXPECT_EQ(rr.consumed, 0u);
-        EXPECT_EQ(rr.remaining, 1028u);
+        EXPECT_TRUE(reads(root, in, 0x1065219Bu, 0u));
         EXPECT_EQ(root.is_present(), 0);
     }
 }
@@ -1291,38 +1225,23 @@ TEST(QbAsnSequenceOf, NestingBoundCountsFromEachRead) {
     qb_asn_sequence rec(security_off);
     nest inner(security_off);
     rec.register_child(&inner);
-    Bytes framed = {0x30, 0x80};
-    const Bytes body = indefinite_nest(255);
-    framed.insert(framed.end(), body.begin(), body.end());
-    framed.push_back(0x00);
-    framed.push_back(0x00);
-    EXPECT_EQ(read_into(rec, framed).rc, 0u);
-    Bytes too_deep = {0x30, 0x80};
-    const Bytes body2 = indefinite_nest(256);
-    too_deep.insert(too_deep.end(), body2.begin(), body2.end());
-    too_deep.push_back(0x00);
-    too_deep.push_back(0x00);
-    EXPECT_EQ(read_into(rec, too_deep).rc, 0x1065219Bu);
+    // The record: 30 80, then k nested lists, then 00 00.
+    auto in_record = [](unsigned int k) {
+        Bytes framed = {0x30, 0x80};
+        const Bytes body = indefinite_nest(k);
+        framed.insert(framed.end(), body.begin(), body.end());
+        framed.insert(framed.end(), {0x00, 0x00});
+        return framed;
+    };
+    EXPECT_EQ(read_into(rec, in_record(255)).rc, 0u);
+    EXPECT_EQ(read_into(rec, in_record(256)).rc, 0x1065219Bu);
 }
 
 TEST(QbAsnSequenceOf, NestingOf256LevelsOnA256KiBStack) {
-    const Bytes in = indefinite_nest(256);
-    NestRead run;
-    run.input = &in;
-    read_nest_on_small_stack(run);
-    ASSERT_TRUE(run.finished);
-    EXPECT_FALSE(run.threw);
-    EXPECT_EQ(run.rc, 0u);
-    EXPECT_EQ(run.consumed, 1024u);
-    EXPECT_EQ(run.depth, 256u);
-
-    const Bytes definite = definite_nest(256);
-    NestRead run2;
-    run2.input = &definite;
-    read_nest_on_small_stack(run2);
-    ASSERT_TRUE(run2.finished);
-    EXPECT_EQ(run2.rc, 0u);
-    EXPECT_EQ(run2.depth, 256u);
+    EXPECT_EQ(nested_read(indefinite_nest(256), true),
+              "status 0x00000000, consumed 1024, remaining 0, present 1, depth 256");
+    EXPECT_EQ(nested_read(definite_nest(256), true),
+              "status 0x00000000, consumed 1024, remaining 0, present 1, depth 256");
 }
 
 TEST(QbAsnSequenceOf, HostileMebibyteOfNestingOnA256KiBStack) {
@@ -1334,64 +1253,49 @@ TEST(QbAsnSequenceOf, HostileMebibyteOfNestingOnA256KiBStack) {
         in.push_back(0x80);
     }
     ASSERT_EQ(in.size(), 1048576u);
-    NestRead run;
-    run.input = &in;
-    read_nest_on_small_stack(run);
-    ASSERT_TRUE(run.finished);
-    EXPECT_FALSE(run.threw);
-    EXPECT_EQ(run.rc, 0x1065219Bu);
-    EXPECT_EQ(run.consumed, 0u);
-    EXPECT_EQ(run.remaining, 1048576u);
-    EXPECT_EQ(run.present, 0);
-
-    const Bytes deep = definite_nest(257);
-    NestRead run2;
-    run2.input = &deep;
-    read_nest_on_small_stack(run2);
-    ASSERT_TRUE(run2.finished);
-    EXPECT_EQ(run2.rc, 0x1065219Bu);
-    EXPECT_EQ(run2.consumed, 0u);
+    EXPECT_EQ(nested_read(in, true), "status 0x1065219B, consumed 0, remaining 1048576, present 0");
+    EXPECT_EQ(nested_read(definite_nest(257), true), "status 0x1065219B, consumed 0, remaining 1028, present 0");
 }
 
 // ---- hostile input ----
 
-// hostile_sweep: every truncation and single-octet change of the valid
-// encoding `text`, read into a fresh list of type L.
+// hostile_sweep: every truncation and single-octet change of each valid
+// encoding, read into a fresh list of type L.
 template <class L>
-void hostile_sweep(const char* text) {
-    SCOPED_TRACE(text);
-    const Bytes good = hex(text);
-    {
-        // The encoding itself is read.
-        L list(security_off);
-        ASSERT_EQ(read_into(list, good).rc, 0u);
+void hostile_sweep(std::initializer_list<const char*> texts) {
+    for (const char* text : texts) {
+        SCOPED_TRACE(text);
+        const Bytes good = hex(text);
+        {
+            // The encoding itself is read.
+            L list(security_off);
+            ASSERT_EQ(read_into(list, good).rc, 0u);
+        }
+        qb_test::for_each_damaged(good, {0x01, 0x02, 0x20, 0x40, 0x7F, 0x80, 0xFF}, {},
+                                  [](const Bytes& bad, const std::string& what) {
+                                      SCOPED_TRACE(what);
+                                      L list(security_off);
+                                      (void)qb_test::read_hostile(list, bad);
+                                  });
     }
-    qb_test::for_each_damaged(good, {0x01, 0x02, 0x20, 0x40, 0x7F, 0x80, 0xFF}, {},
-                              [](const Bytes& bad, const std::string& what) {
-                                  SCOPED_TRACE(what);
-                                  L list(security_off);
-                                  (void)qb_test::read_hostile(list, bad);
-                              });
 }
 
 TEST(QbAsnSequenceOf, HostileIntegerLists) {
-    hostile_sweep<IntList>("30 0A 02 01 01 02 02 00 80 02 01 FF");
-    hostile_sweep<IntList>("30 80 02 01 01 02 02 00 80 02 01 FF 00 00");
-    hostile_sweep<IntList>("30 81 03 02 01 01");
+    hostile_sweep<IntList>(
+        {"30 0A 02 01 01 02 02 00 80 02 01 FF", "30 80 02 01 01 02 02 00 80 02 01 FF 00 00", "30 81 03 02 01 01"});
 }
 
 TEST(QbAsnSequenceOf, HostileNestedAndRecordLists) {
-    hostile_sweep<IntListList>("30 80 30 80 02 01 01 00 00 30 03 02 01 02 30 00 00 00");
-    hostile_sweep<IntListList>("30 0F 30 06 02 01 01 02 01 02 30 00 30 03 02 01 03");
-    hostile_sweep<PersonList>("30 14 30 07 02 01 07 04 02 61 62 30 09 02 02 01 2C 04 00 01 01 FF");
-    hostile_sweep<OctetList>("30 0D 04 00 04 02 00 FF 04 05 68 65 6C 6C 6F");
-    hostile_sweep<nest>("30 80 30 80 30 00 00 00 30 02 30 00 00 00");
+    hostile_sweep<IntListList>({"30 80 30 80 02 01 01 00 00 30 03 02 01 02 30 00 00 00",
+                                "30 0F 30 06 02 01 01 02 01 02 30 00 30 03 02 01 03"});
+    hostile_sweep<PersonList>({"30 14 30 07 02 01 07 04 02 61 62 30 09 02 02 01 2C 04 00 01 01 FF"});
+    hostile_sweep<OctetList>({"30 0D 04 00 04 02 00 FF 04 05 68 65 6C 6C 6F"});
+    hostile_sweep<nest>({"30 80 30 80 30 00 00 00 30 02 30 00 00 00"});
 }
 
 TEST(QbAsnArrayOf, HostileArrays) {
-    hostile_sweep<IntArray>("30 0A 05 00 02 01 02 05 00 02 01 04");
-    hostile_sweep<IntArray>("30 80 05 00 02 01 02 05 00 00 00");
-    hostile_sweep<IntArray>("30 08 02 01 01 02 01 02 05 00");
+    hostile_sweep<IntArray>(
+        {"30 0A 05 00 02 01 02 05 00 02 01 04", "30 80 05 00 02 01 02 05 00 00 00", "30 08 02 01 01 02 01 02 05 00"});
 }
 
 }  // namespace

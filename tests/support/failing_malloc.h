@@ -21,6 +21,9 @@
 //   { qb_test::record_allocations rec; ...; rec.sizes(); rec.freed(); }
 // lists the sizes requested, the blocks handed out (rec.results()) and the
 // blocks released meanwhile (this thread).
+//   qb_test::fail_nth(n, taken, f) runs f with the (n+1)-th allocation
+// failed and tells whether it was reached; qb_test::freed_during(f) lists
+// the blocks f released.
 //
 // It also replaces the global operator new and delete (the non-aligned
 // forms) so that they allocate through malloc and free, in every build: see
@@ -164,6 +167,28 @@ public:
                                   detail::alloc_log.freed + detail::alloc_log.freed_count);
     }
 };
+
+// fail_nth: runs f() with the (n+1)-th allocation failed and stores in
+// `taken` whether that allocation was asked for, also when f throws (the
+// exception passes on; the probe below runs before the guard disarms).
+template <class F>
+void fail_nth(long n, bool& taken, F&& f) {
+    struct probe {
+        bool& taken;
+        ~probe() { taken = !fail_after::armed(); }
+    };
+    fail_after guard(n);
+    probe p{taken};
+    f();
+}
+
+// freed_during: the blocks released (this thread) while f() runs.
+template <class F>
+std::vector<void*> freed_during(F&& f) {
+    record_allocations log;
+    f();
+    return log.freed();
+}
 
 }  // namespace qb_test
 

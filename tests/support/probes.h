@@ -1,6 +1,6 @@
 // tests/support/probes.h - small objects that note what the library asks of
 // them (a SEQUENCE counting its presence re-checks, a primitive noting its
-// emptyi and normalize calls), and a two-level tree of sequences.
+// emptyi and normalize calls), and small trees of sequences.
 //
 // Header-only (classes in namespace qb_test); it may be included by any
 // number of sources of an executable.
@@ -54,6 +54,15 @@ private:
     int id_;
     unsigned int status_;
     int normalize_mark_;
+};
+
+// in_sequence: SEQUENCE { Child }, security off; take its parts with
+// `auto& [seq, child] = tree;`.
+template <class Child>
+struct in_sequence {
+    qb_asn_sequence seq{security_off};
+    Child child{security_off};
+    in_sequence() { seq.register_child(&child); }
 };
 
 // nested: SEQUENCE { SEQUENCE { Leaf } }, outer, inner and leaf, security off.
