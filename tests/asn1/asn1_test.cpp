@@ -348,7 +348,7 @@ struct FailCase {
 // status and leaves the cursor, the count, the input octets and `out` as
 // they were.
 template <class Scan>
-void expect_failures(std::initializer_list<FailCase> cases, Scan scan) {
+void expect_failures(const std::vector<FailCase>& cases, Scan scan) {
     for (const FailCase& c : cases) {
         SCOPED_TRACE(c.name);
         scan_input in(c.hex);
@@ -360,17 +360,27 @@ void expect_failures(std::initializer_list<FailCase> cases, Scan scan) {
     }
 }
 
+// with_length_failures: `own`, then the failures every scanner of
+// content octets shares, over its own input: a length of 0 (also on empty
+// input, where zero length wins over exhaustion), and a length of 3 over
+// `two_octets`.
+std::vector<FailCase> with_length_failures(const char* one_octet, const char* two_octets,
+                                           std::vector<FailCase> own) {
+    own.push_back({"len 0", one_octet, 0, 0x1065219A});
+    own.push_back({"zero length wins over exhausted", "", 0, 0x1065219A});
+    own.push_back({"len 3 over two octets", two_octets, 3, 0x10652198});
+    return own;
+}
+
 TEST(QbAsnGetIntegerValueBytes, Failures) {
     for (const byte_reader r : kByteReaders) {
         SCOPED_TRACE(reader_name(r));
         expect_failures(
-            {
-                {"len 5 is too long", "01 02 03 04 05", 5, 0x10652199},
-                {"too long wins over exhausted", "", 5, 0x10652199},
-                {"len 0", "01", 0, 0x1065219A},
-                {"zero length wins over exhausted", "", 0, 0x1065219A},
-                {"len 3 over two octets", "01 02", 3, 0x10652198},
-            },
+            with_length_failures("01", "01 02",
+                                 {
+                                     {"len 5 is too long", "01 02 03 04 05", 5, 0x10652199},
+                                     {"too long wins over exhausted", "", 5, 0x10652199},
+                                 }),
             [r](scan_input& in, const FailCase& c, marked_block& out) {
                 return scan_integer_bytes(r, &in.cur, &in.rem, c.len, &out.p, &out.n);
             });
@@ -443,18 +453,16 @@ TEST(QbAsnGetBitstringValue, ClearsInputAndLeavesPointerPastCopy_quirk) {
 
 TEST(QbAsnGetBitstringValue, Failures) {
     expect_failures(
-        {
+        with_length_failures("00", "03 FF",
+                             {
             {"len 5 is too long", "00 01 02 03 04", 5, 0x10652199},
             {"too long wins over bad unused bits", "08 01 02 03 04", 5, 0x10652199},
-            {"len 0", "00", 0, 0x1065219A},
-            {"zero length wins over exhausted", "", 0, 0x1065219A},
-            {"len 3 over two octets", "03 FF", 3, 0x10652198},
             {"exhausted wins over bad unused bits", "09", 2, 0x10652198},
             {"8 unused bits", "08 FF", 2, 0x1065219B},
             {"FF unused bits", "FF 00 00", 3, 0x1065219B},
             {"unused bits without octets", "01", 1, 0x1065219B},
             {"7 unused bits without octets", "07 FF", 1, 0x1065219B},
-        },
+                             }),
         [](scan_input& in, const FailCase& c, marked_block& out) {
             return qbAsnGetBitstringValue(&in.cur, &in.rem, c.len, &out.p, &out.n);
         });
@@ -490,14 +498,12 @@ TEST(QbAsnGetOIDValue, NoLengthLimit) {
 
 TEST(QbAsnGetOIDValue, Failures) {
     expect_failures(
-        {
+        with_length_failures("2A", "2A 03",
+                             {
             {"null out", "2A 03", 2, 0x1065219C, true},
             {"null out wins over zero length", "2A", 0, 0x1065219C, true},
             {"null out wins over exhausted", "", 5, 0x1065219C, true},
-            {"len 0", "2A", 0, 0x1065219A, false},
-            {"zero length wins over exhausted", "", 0, 0x1065219A, false},
-            {"len 3 over two octets", "2A 03", 3, 0x10652198, false},
-        },
+        }),
         [](scan_input& in, const FailCase& c, marked_block& out) {
             qb_asn_buffer_t block{out.n, out.p};
             const unsigned int status = qbAsnGetOIDValue(&in.cur, &in.rem, c.len, c.null_out ? nullptr : &block);
@@ -545,13 +551,7 @@ TEST(QbAsnGetOctetstringValue, LongContent) {
 }
 
 TEST(QbAsnGetOctetstringValue, Failures) {
-    expect_failures(
-        {
-            {"len 0", "68", 0, 0x1065219A},
-            {"zero length wins over exhausted", "", 0, 0x1065219A},
-            {"len 3 over two octets", "68 69", 3, 0x10652198},
-            {"len 0xFFFFFFFF", "68 69", 0xFFFFFFFFU, 0x10652198},
-        },
+    expect_failures(with_length_failures("68", "68 69", {{"len 0xFFFFFFFF", "68 69", 0xFFFFFFFFU, 0x10652198}}),
         [](scan_input& in, const FailCase& c, marked_block& out) {
             return qbAsnGetOctetstringValue(&in.cur, &in.rem, c.len, &out.p, &out.n);
         });
@@ -603,13 +603,7 @@ TEST(QbAsnGetCharstringValue, ContentWithZeroOctet) {
 }
 
 TEST(QbAsnGetCharstringValue, Failures) {
-    expect_failures(
-        {
-            {"len 0", "61 62", 0, 0x1065219A},
-            {"zero length wins over exhausted", "", 0, 0x1065219A},
-            {"len 3 over two octets", "61 62", 3, 0x10652198},
-            {"len 0xFFFFFFFF", "61 62", 0xFFFFFFFFU, 0x10652198},
-        },
+    expect_failures(with_length_failures("61 62", "61 62", {{"len 0xFFFFFFFF", "61 62", 0xFFFFFFFFU, 0x10652198}}),
         [](scan_input& in, const FailCase& c, marked_block&) {
             return qbAsnGetCharstringValue(&in.cur, &in.rem, c.len, nullptr);
         });

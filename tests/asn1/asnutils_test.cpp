@@ -9,13 +9,63 @@
 
 #include "asn1/asnbase.h"
 #include "asn1/asnutils.h"
+#include "support/defaults.h"
 #include "support/frames.h"
 #include "support/hex.h"
 #include "support/probes.h"
 
 namespace {
 
+using qb_test::expect_default_installed, qb_test::expect_default_object_taken, qb_test::expect_default_takes_tag_and_class,
+    qb_test::expect_equal_to_default_left_out, qb_test::expect_null_default_clears;
 using qb_test::integer_octets, qb_test::read_frame, qb_test::set_hex, qb_test::value_of, qb_test::write_bytes;
+
+// fill_heap_strings: v[0] .. v[n - 1] become heap strings "text" of 8
+// octets each.
+void fill_heap_strings(char** v, int n) {
+    for (int i = 0; i < n; ++i) {
+        v[i] = static_cast<char*>(std::malloc(8));
+        ASSERT_NE(nullptr, v[i]);
+        std::strcpy(v[i], "text");
+    }
+}
+
+// strvalue_text_case: a qb_asn_octetstring filled by `fill` (which returns
+// its status), whether it is then present, and the text qb_get_strvalue
+// gives for it.
+struct strvalue_text_case {
+    const char* name;
+    unsigned int (*fill)(qb_asn_octetstring&);
+    bool present;
+    const char* want;
+};
+
+// qbasn_octets_case: a qbasn_octetstring filled by `fill` and what one of
+// its readers gives for it (text, or octets in hex).
+struct qbasn_octets_case {
+    const char* name;
+    void (*fill)(qbasn_octetstring&);
+    const char* want;
+};
+
+// obj_body_case: a qb_asn_octetstring filled by `fill` (which returns its
+// status) and the octets get_obj_body gives for it, in hex; nullptr: no
+// octets at all (a null pointer and length 0).
+struct obj_body_case {
+    const char* name;
+    unsigned int (*fill)(qb_asn_octetstring&);
+    const char* want;
+};
+
+// n_dest_case: get_value(n, dest) on a qbasn_octetstring filled by `fill`,
+// into `dest_size` octets preset to EE, and the octets dest then holds.
+struct n_dest_case {
+    const char* name;
+    void (*fill)(qbasn_octetstring&);
+    unsigned long n;
+    size_t dest_size;
+    const char* want;
+};
 
 }  // namespace
 
@@ -91,25 +141,17 @@ TEST(GetStrvalue, copies_stored_text) {
     std::free(s);
 }
 
-TEST(GetStrvalue, char_form_copies_stored_text) {
+// The char form copies the stored text; the copy does not change with the
+// object, and one extra 00 follows it as in the unsigned form.
+TEST(GetStrvalue, char_form_copy_is_independent_of_the_object) {
     qb_asn_octetstring o(security_off);
     qb_set_strvalue(o, "hello");
     char* s = nullptr;
     EXPECT_EQ(0u, qb_get_strvalue(o, s));
+    qb_set_strvalue(o, "two");
     ASSERT_NE(nullptr, s);
     EXPECT_STREQ("hello", s);
     EXPECT_EQ(0, s[6]);
-    std::free(s);
-}
-
-TEST(GetStrvalue, copy_is_independent_of_the_object) {
-    qb_asn_octetstring o(security_off);
-    qb_set_strvalue(o, "one");
-    char* s = nullptr;
-    qb_get_strvalue(o, s);
-    qb_set_strvalue(o, "two");
-    ASSERT_NE(nullptr, s);
-    EXPECT_STREQ("one", s);
     std::free(s);
 }
 
@@ -125,26 +167,6 @@ TEST(GetStrvalue, copies_every_stored_octet) {
     std::free(s);
 }
 
-TEST(GetStrvalue, value_without_terminator_gets_one) {
-    qb_asn_octetstring o(security_off);
-    set_hex(o, "61 62 63", 3);
-    char* s = nullptr;
-    EXPECT_EQ(0u, qb_get_strvalue(o, s));
-    ASSERT_NE(nullptr, s);
-    EXPECT_STREQ("abc", s);
-    std::free(s);
-}
-
-TEST(GetStrvalue, decoded_value_is_terminated) {
-    qb_asn_octetstring o(security_off);
-    ASSERT_EQ(0u, read_frame(o, hex("04 02 78 79")));
-    char* s = nullptr;
-    EXPECT_EQ(0u, qb_get_strvalue(o, s));
-    ASSERT_NE(nullptr, s);
-    EXPECT_STREQ("xy", s);
-    std::free(s);
-}
-
 TEST(GetStrvalue, one_octet_value_gives_zero_whatever_it_was_quirk) {
     qb_asn_octetstring o(security_off);
     const unsigned char x = 0x58;
@@ -154,55 +176,48 @@ TEST(GetStrvalue, one_octet_value_gives_zero_whatever_it_was_quirk) {
     ASSERT_NE(nullptr, s);
     EXPECT_EQ(0x00, s[0]);
     std::free(s);
-
-    char* c = nullptr;
-    EXPECT_EQ(0u, qb_get_strvalue(o, c));
-    ASSERT_NE(nullptr, c);
-    EXPECT_EQ(0, c[0]);
-    std::free(c);
+    // The char form: see the "one octet 58" row of char_form_reads_text.
 }
 
-TEST(GetStrvalue, empty_value_gives_empty_text) {
-    qb_asn_octetstring o(security_off);
-    o.set_value(nullptr, 0);
-    ASSERT_TRUE(o.is_present());
-    char* s = nullptr;
-    EXPECT_EQ(0u, qb_get_strvalue(o, s));
-    ASSERT_NE(nullptr, s);
-    EXPECT_EQ(0, s[0]);
-    std::free(s);
-}
-
-TEST(GetStrvalue, absent_value_gives_empty_text) {
-    qb_asn_octetstring o(security_off);
-    ASSERT_FALSE(o.is_present());
-    char* s = reinterpret_cast<char*>(&o);
-    EXPECT_EQ(0u, qb_get_strvalue(o, s));
-    ASSERT_NE(nullptr, s);
-    EXPECT_NE(reinterpret_cast<char*>(&o), s);
-    EXPECT_EQ(0, s[0]);
-    std::free(s);
-}
-
-TEST(GetStrvalue, absent_value_with_default_gives_default) {
-    qb_asn_octetstring o(security_off);
-    const unsigned char d[] = {0x64, 0x66, 0x00};
-    o.set_default_value(d, 3);
-    char* s = nullptr;
-    EXPECT_EQ(0u, qb_get_strvalue(o, s));
-    ASSERT_NE(nullptr, s);
-    EXPECT_STREQ("df", s);
-    std::free(s);
-}
-
-TEST(GetStrvalue, two_octet_value) {
-    qb_asn_octetstring o(security_off);
-    qb_set_strvalue(o, "Z");
-    char* s = nullptr;
-    EXPECT_EQ(0u, qb_get_strvalue(o, s));
-    ASSERT_NE(nullptr, s);
-    EXPECT_STREQ("Z", s);
-    std::free(s);
+// The char form of qb_get_strvalue: a fresh copy of the stored text, ended
+// by a terminator whether or not the value had one; a value of one octet,
+// an empty value and an absent one give the empty text, an absent value
+// with a default gives the default's text.
+TEST(GetStrvalue, char_form_reads_text) {
+    const strvalue_text_case cases[] = {
+        {"value without terminator gets one", [](qb_asn_octetstring& o) { return set_hex(o, "61 62 63", 3); }, true,
+         "abc"},
+        {"decoded value is terminated", [](qb_asn_octetstring& o) { return read_frame(o, hex("04 02 78 79")); }, true,
+         "xy"},
+        {"one octet 58 gives zero (quirk)",
+         [](qb_asn_octetstring& o) {
+             const unsigned char x = 0x58;
+             return o.set_value(&x, 1);
+         },
+         true, ""},
+        {"empty value", [](qb_asn_octetstring& o) { return o.set_value(nullptr, 0); }, true, ""},
+        {"absent value", [](qb_asn_octetstring&) { return 0u; }, false, ""},
+        {"absent value with default gives default",
+         [](qb_asn_octetstring& o) {
+             const unsigned char d[] = {0x64, 0x66, 0x00};
+             return o.set_default_value(d, 3);
+         },
+         false, "df"},
+        {"two octet value", [](qb_asn_octetstring& o) { return qb_set_strvalue(o, "Z"); }, true, "Z"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qb_asn_octetstring o(security_off);
+        ASSERT_EQ(0u, c.fill(o));
+        ASSERT_EQ(c.present, o.is_present());
+        char* const marker = reinterpret_cast<char*>(&o);
+        char* s = marker;
+        EXPECT_EQ(0u, qb_get_strvalue(o, s));
+        ASSERT_NE(nullptr, s);
+        EXPECT_NE(marker, s);
+        EXPECT_STREQ(c.want, s);
+        std::free(s);
+    }
 }
 
 // ---- qb_intvalue ----
@@ -264,42 +279,29 @@ TEST(Intvalue, decoded_value) {
 TEST(FreeStrings, frees_strings_and_array) {
     char** v = static_cast<char**>(std::malloc(3 * sizeof(char*)));
     ASSERT_NE(nullptr, v);
-    for (int i = 0; i < 3; ++i) {
-        v[i] = static_cast<char*>(std::malloc(8));
-        ASSERT_NE(nullptr, v[i]);
-        std::strcpy(v[i], "text");
-    }
+    fill_heap_strings(v, 3);
     qb_free_strings(3, v);  // the leak checker confirms all four releases
 }
 
 TEST(FreeStrings, frees_only_first_n_strings) {
     char** v = static_cast<char**>(std::malloc(3 * sizeof(char*)));
     ASSERT_NE(nullptr, v);
-    for (int i = 0; i < 3; ++i) {
-        v[i] = static_cast<char*>(std::malloc(8));
-        ASSERT_NE(nullptr, v[i]);
-    }
+    fill_heap_strings(v, 3);
     char* const last = v[2];
     qb_free_strings(2, v);
     std::free(last);  // a double release here would be reported
 }
 
-TEST(FreeStrings, zero_count_frees_array_only) {
+TEST(FreeStrings, zero_or_negative_count_frees_array_only) {
     static char not_heap[] = "static";
-    char** v = static_cast<char**>(std::malloc(2 * sizeof(char*)));
-    ASSERT_NE(nullptr, v);
-    v[0] = not_heap;  // freeing this would be reported
-    v[1] = not_heap;
-    qb_free_strings(0, v);
-}
-
-TEST(FreeStrings, negative_count_frees_array_only) {
-    static char not_heap[] = "static";
-    char** v = static_cast<char**>(std::malloc(2 * sizeof(char*)));
-    ASSERT_NE(nullptr, v);
-    v[0] = not_heap;
-    v[1] = not_heap;
-    qb_free_strings(-1, v);
+    for (const int count : {0, -1}) {
+        SCOPED_TRACE(count);
+        char** v = static_cast<char**>(std::malloc(2 * sizeof(char*)));
+        ASSERT_NE(nullptr, v);
+        v[0] = not_heap;  // freeing this would be reported
+        v[1] = not_heap;
+        qb_free_strings(count, v);
+    }
 }
 
 TEST(FreeStrings, null_strings_inside_array) {
@@ -312,65 +314,42 @@ TEST(FreeStrings, null_strings_inside_array) {
 
 // ---- get_obj_body ----
 
+// get_obj_body hands out a copy of every stored octet (zeros included, no
+// terminator added); an empty or absent value gives length 0 and no octets.
 TEST(GetObjBody, copies_stored_octets) {
-    qb_asn_octetstring o(security_off);
-    const std::vector<unsigned char> v = hex("01 02 03");
-    o.set_value(v.data(), 3);
-    unsigned long len = 0;
-    unsigned char* data = nullptr;
-    EXPECT_EQ(0u, get_obj_body(o, len, data));
-    EXPECT_EQ(3ul, len);
-    ASSERT_NE(nullptr, data);
-    unsigned char* own = nullptr;
-    unsigned int n = 0;
-    o.get_value(own, n);
-    EXPECT_NE(own, data);
-    EXPECT_EQ(v, std::vector<unsigned char>(data, data + len));
-    std::free(data);
-}
-
-TEST(GetObjBody, keeps_every_octet_including_zeros) {
-    qb_asn_octetstring o(security_off);
-    const std::vector<unsigned char> v = hex("00 FF 00 00");
-    o.set_value(v.data(), 4);
-    unsigned long len = 0;
-    unsigned char* data = nullptr;
-    EXPECT_EQ(0u, get_obj_body(o, len, data));
-    ASSERT_EQ(4ul, len);
-    ASSERT_NE(nullptr, data);
-    EXPECT_EQ(v, std::vector<unsigned char>(data, data + len));
-    std::free(data);
-}
-
-TEST(GetObjBody, empty_value_gives_null) {
-    qb_asn_octetstring o(security_off);
-    o.set_value(nullptr, 0);
-    unsigned long len = 77;
-    unsigned char* data = reinterpret_cast<unsigned char*>(&o);
-    EXPECT_EQ(0u, get_obj_body(o, len, data));
-    EXPECT_EQ(0ul, len);
-    EXPECT_EQ(nullptr, data);
-}
-
-TEST(GetObjBody, absent_value_gives_null) {
-    qb_asn_octetstring o(security_off);
-    unsigned long len = 77;
-    unsigned char* data = reinterpret_cast<unsigned char*>(&o);
-    EXPECT_EQ(0u, get_obj_body(o, len, data));
-    EXPECT_EQ(0ul, len);
-    EXPECT_EQ(nullptr, data);
-}
-
-TEST(GetObjBody, decoded_value_without_the_trailing_zero) {
-    qb_asn_octetstring o(security_off);
-    ASSERT_EQ(0u, read_frame(o, hex("04 03 AA BB CC")));
-    unsigned long len = 0;
-    unsigned char* data = nullptr;
-    EXPECT_EQ(0u, get_obj_body(o, len, data));
-    EXPECT_EQ(3ul, len);
-    ASSERT_NE(nullptr, data);
-    EXPECT_EQ(hex("AA BB CC"), std::vector<unsigned char>(data, data + len));
-    std::free(data);
+    const obj_body_case cases[] = {
+        {"stored octets", [](qb_asn_octetstring& o) { return set_hex(o, "01 02 03", 3); }, "01 02 03"},
+        {"every octet including zeros", [](qb_asn_octetstring& o) { return set_hex(o, "00 FF 00 00", 4); },
+         "00 FF 00 00"},
+        {"empty value gives null", [](qb_asn_octetstring& o) { return o.set_value(nullptr, 0); }, nullptr},
+        {"absent value gives null", [](qb_asn_octetstring&) { return 0u; }, nullptr},
+        {"decoded value without the trailing zero",
+         [](qb_asn_octetstring& o) { return read_frame(o, hex("04 03 AA BB CC")); }, "AA BB CC"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qb_asn_octetstring o(security_off);
+        ASSERT_EQ(0u, c.fill(o));
+        unsigned char* const marker = reinterpret_cast<unsigned char*>(&o);
+        unsigned long len = 77;
+        unsigned char* data = marker;
+        EXPECT_EQ(0u, get_obj_body(o, len, data));
+        if (c.want == nullptr) {
+            EXPECT_EQ(0ul, len);
+            EXPECT_EQ(nullptr, data);
+            continue;
+        }
+        const std::vector<unsigned char> want = hex(c.want);
+        ASSERT_EQ(want.size(), len);
+        ASSERT_NE(nullptr, data);
+        ASSERT_NE(marker, data);
+        unsigned char* own = nullptr;
+        unsigned int own_len = 0;
+        o.get_value(own, own_len);
+        EXPECT_NE(own, data);  // a copy, not the object's storage
+        EXPECT_EQ(want, std::vector<unsigned char>(data, data + len));
+        std::free(data);
+    }
 }
 
 // ---- qbasn_integer ----
@@ -471,10 +450,7 @@ TEST(QbasnInteger, byte_form_still_reachable) {
 
 TEST(QbasnInteger, set_default_value_installs_zero) {
     qbasn_integer n(security_off);
-    EXPECT_EQ(0u, n.set_default_value());
-    EXPECT_TRUE(n.is_defaultable());
-    ASSERT_NE(nullptr, n.get_default_value());
-    EXPECT_EQ(&n, n.get_default_value()->get_parent());
+    expect_default_installed(n);
     // The absent value reads as the default's content octets: 00.
     EXPECT_EQ(hex("00"), integer_octets(n));
     long v = 9;
@@ -483,47 +459,26 @@ TEST(QbasnInteger, set_default_value_installs_zero) {
 }
 
 TEST(QbasnInteger, default_zero_has_current_tag_and_class) {
-    qbasn_integer n(security_off);
-    n.set_tag(7);
-    n.set_class(2);
-    n.set_default_value();
-    ASSERT_NE(nullptr, n.get_default_value());
-    EXPECT_EQ(7u, n.get_default_value()->get_tag());
-    EXPECT_EQ(2, n.get_default_value()->get_class());
+    expect_default_takes_tag_and_class<qbasn_integer>(7u, 2);
 }
 
 TEST(QbasnInteger, value_equal_to_default_zero_is_not_written) {
-    qb_asn_sequence seq(security_off);
-    qbasn_integer n(security_off);
-    n.set_default_value();
-    seq.register_child(&n);
-    EXPECT_EQ(hex("30 00"), write_bytes(seq));
-    n.set_value(0L);
-    EXPECT_EQ(hex("30 00"), write_bytes(seq));
-    n.set_value(3L);
-    EXPECT_EQ(hex("30 03 02 01 03"), write_bytes(seq));
+    expect_equal_to_default_left_out<qbasn_integer>([](qbasn_integer& n) { n.set_value(0L); },
+                                                    [](qbasn_integer& n) { n.set_value(3L); }, "30 03 02 01 03");
 }
 
 TEST(QbasnInteger, set_default_value_object_passes_on) {
     qbasn_integer n(security_off);
     auto* d = new qb_asn_integer(security_off);
     d->set_value(9L);
-    EXPECT_EQ(0u, n.set_default_value(d));
-    EXPECT_TRUE(n.is_defaultable());
-    EXPECT_EQ(d, n.get_default_value());
-    EXPECT_EQ(&n, d->get_parent());
+    expect_default_object_taken(n, d);
     long v = 0;
     EXPECT_EQ(0u, n.get_value(v));
     EXPECT_EQ(9, v);
 }
 
 TEST(QbasnInteger, set_default_value_null_leaves_not_defaultable) {
-    qbasn_integer n(security_off);
-    n.set_default_value();
-    ASSERT_TRUE(n.is_defaultable());
-    EXPECT_EQ(0u, n.set_default_value(static_cast<qb_asn_object*>(nullptr)));
-    EXPECT_FALSE(n.is_defaultable());
-    EXPECT_EQ(nullptr, n.get_default_value());
+    expect_null_default_clears<qbasn_integer>();
 }
 
 TEST(QbasnInteger, set_default_value_long_still_reachable) {
@@ -619,99 +574,76 @@ TEST(QbasnOctetstring, get_value_text_copies) {
     std::free(c);
 }
 
-TEST(QbasnOctetstring, get_value_text_of_one_octet_value_is_empty) {
-    qbasn_octetstring o(security_off);
-    o.set_value(static_cast<unsigned char>(0));
-    char* c = nullptr;
-    EXPECT_EQ(0u, o.get_value(c));
-    ASSERT_NE(nullptr, c);
-    EXPECT_EQ(0, c[0]);
-    std::free(c);
+// A value of one octet (whatever it holds), an absent value and an absent
+// value with the installed default all read back as the empty text.
+TEST(QbasnOctetstring, get_value_text_of_one_octet_or_absent_value_is_empty) {
+    const qbasn_octets_case cases[] = {
+        {"one octet", [](qbasn_octetstring& o) { o.set_value(static_cast<unsigned char>(0)); }, ""},
+        {"absent", [](qbasn_octetstring&) {}, ""},
+        {"absent with the default", [](qbasn_octetstring& o) { o.set_default_value(); }, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qbasn_octetstring o(security_off);
+        c.fill(o);
+        char* text = nullptr;
+        EXPECT_EQ(0u, o.get_value(text));
+        ASSERT_NE(nullptr, text);
+        EXPECT_STREQ(c.want, text);
+        std::free(text);
+    }
 }
 
-TEST(QbasnOctetstring, get_value_text_of_absent_value_is_empty) {
-    qbasn_octetstring o(security_off);
-    char* c = nullptr;
-    EXPECT_EQ(0u, o.get_value(c));
-    ASSERT_NE(nullptr, c);
-    EXPECT_EQ(0, c[0]);
-    std::free(c);
-}
-
+// get_value(data, len) hands out a copy of every stored octet, the text
+// setter's terminator included; an empty value gives length 0.
 TEST(QbasnOctetstring, get_value_data_len_copies) {
-    qbasn_octetstring o(security_off);
-    const std::vector<unsigned char> v = hex("00 01 02 FF");
-    o.set_value(v.data(), 4u);
-    unsigned char* data = nullptr;
-    unsigned long len = 0;
-    EXPECT_EQ(0u, o.get_value(data, len));
-    EXPECT_EQ(4ul, len);
-    ASSERT_NE(nullptr, data);
-    unsigned char* own = nullptr;
-    unsigned int n = 0;
-    o.qb_asn_octetstring::get_value(own, n);
-    EXPECT_NE(own, data);
-    EXPECT_EQ(v, std::vector<unsigned char>(data, data + len));
-    std::free(data);
+    const qbasn_octets_case cases[] = {
+        {"raw octets", [](qbasn_octetstring& o) { set_hex(o, "00 01 02 FF", 4u); }, "00 01 02 FF"},
+        // The terminator is part of the stored value.
+        {"text", [](qbasn_octetstring& o) { o.set_value("ab"); }, "61 62 00"},
+        {"empty value", [](qbasn_octetstring& o) { o.set_value(nullptr, 0u); }, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qbasn_octetstring o(security_off);
+        c.fill(o);
+        const std::vector<unsigned char> want = hex(c.want);
+        unsigned char* data = nullptr;
+        unsigned long len = 99;
+        EXPECT_EQ(0u, o.get_value(data, len));
+        ASSERT_EQ(want.size(), len);
+        if (len != 0) {
+            ASSERT_NE(nullptr, data);
+            unsigned char* own = nullptr;
+            unsigned int own_len = 0;
+            o.qb_asn_octetstring::get_value(own, own_len);
+            EXPECT_NE(own, data);  // a copy, not the object's storage
+            EXPECT_EQ(want, std::vector<unsigned char>(data, data + len));
+        }
+        std::free(data);
+    }
 }
 
-TEST(QbasnOctetstring, get_value_data_len_of_text) {
-    qbasn_octetstring o(security_off);
-    o.set_value("ab");
-    unsigned char* data = nullptr;
-    unsigned long len = 0;
-    EXPECT_EQ(0u, o.get_value(data, len));
-    EXPECT_EQ(3ul, len);  // the terminator is part of the stored value
-    ASSERT_NE(nullptr, data);
-    EXPECT_EQ(hex("61 62 00"), std::vector<unsigned char>(data, data + len));
-    std::free(data);
-}
-
-TEST(QbasnOctetstring, get_value_data_len_of_empty_value) {
-    qbasn_octetstring o(security_off);
-    o.set_value(nullptr, 0u);
-    unsigned char* data = nullptr;
-    unsigned long len = 99;
-    EXPECT_EQ(0u, o.get_value(data, len));
-    EXPECT_EQ(0ul, len);
-    std::free(data);
-}
-
-TEST(QbasnOctetstring, get_value_n_dest_copies_first_n) {
-    qbasn_octetstring o(security_off);
-    set_hex(o, "11 22 33 44 55", 5u);
-    unsigned char dest[8];
-    std::memset(dest, 0xEE, sizeof dest);
-    EXPECT_EQ(0u, o.get_value(3ul, dest));
-    EXPECT_EQ(hex("11 22 33 EE EE EE EE EE"), std::vector<unsigned char>(dest, dest + 8));
-    std::memset(dest, 0xEE, sizeof dest);
-    EXPECT_EQ(0u, o.get_value(5ul, dest));
-    EXPECT_EQ(hex("11 22 33 44 55 EE EE EE"), std::vector<unsigned char>(dest, dest + 8));
-}
-
-TEST(QbasnOctetstring, get_value_n_dest_zero_fills_past_value) {
-    qbasn_octetstring o(security_off);
-    set_hex(o, "AB CD", 2u);
-    unsigned char dest[8];
-    std::memset(dest, 0xEE, sizeof dest);
-    EXPECT_EQ(0u, o.get_value(6ul, dest));
-    EXPECT_EQ(hex("AB CD 00 00 00 00 EE EE"), std::vector<unsigned char>(dest, dest + 8));
-}
-
-TEST(QbasnOctetstring, get_value_n_dest_zero_count_writes_nothing) {
-    qbasn_octetstring o(security_off);
-    o.set_value("xyz");
-    unsigned char dest[2] = {0xEE, 0xEE};
-    EXPECT_EQ(0u, o.get_value(0ul, dest));
-    EXPECT_EQ(hex("EE EE"), std::vector<unsigned char>(dest, dest + 2));
-}
-
-TEST(QbasnOctetstring, get_value_n_dest_of_absent_value_gives_zeros) {
-    qbasn_octetstring o(security_off);
-    unsigned char dest[4];
-    std::memset(dest, 0xEE, sizeof dest);
-    EXPECT_EQ(0u, o.get_value(3ul, dest));
-    EXPECT_EQ(hex("00 00 00 EE"), std::vector<unsigned char>(dest, dest + 4));
+// get_value(n, dest) copies the first n octets into dest and fills with
+// zeros past the value; octets of dest past n stay as they were (EE).
+TEST(QbasnOctetstring, get_value_n_dest) {
+    const auto five = [](qbasn_octetstring& o) { set_hex(o, "11 22 33 44 55", 5u); };
+    const n_dest_case cases[] = {
+        {"first 3 of 5", five, 3ul, 8, "11 22 33 EE EE EE EE EE"},
+        {"all 5 of 5", five, 5ul, 8, "11 22 33 44 55 EE EE EE"},
+        {"zero fill past the value", [](qbasn_octetstring& o) { set_hex(o, "AB CD", 2u); }, 6ul, 8,
+         "AB CD 00 00 00 00 EE EE"},
+        {"zero count writes nothing", [](qbasn_octetstring& o) { o.set_value("xyz"); }, 0ul, 2, "EE EE"},
+        {"absent value gives zeros", [](qbasn_octetstring&) {}, 3ul, 4, "00 00 00 EE"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        qbasn_octetstring o(security_off);
+        c.fill(o);
+        std::vector<unsigned char> dest(c.dest_size, 0xEE);
+        EXPECT_EQ(0u, o.get_value(c.n, dest.data()));
+        EXPECT_EQ(hex(c.want), dest);
+    }
 }
 
 TEST(QbasnOctetstring, get_value_char_first_octet) {
@@ -740,48 +672,28 @@ TEST(QbasnOctetstring, get_value_char_of_empty_or_absent_is_zero) {
 
 TEST(QbasnOctetstring, set_default_value_installs_single_zero) {
     qbasn_octetstring o(security_off);
-    EXPECT_EQ(0u, o.set_default_value());
-    EXPECT_TRUE(o.is_defaultable());
-    ASSERT_NE(nullptr, o.get_default_value());
-    EXPECT_EQ(&o, o.get_default_value()->get_parent());
+    expect_default_installed(o);
     EXPECT_FALSE(o.is_present());
     EXPECT_EQ(hex("00"), value_of(o));
-    char* c = nullptr;
-    EXPECT_EQ(0u, o.get_value(c));
-    ASSERT_NE(nullptr, c);
-    EXPECT_EQ(0, c[0]);
-    std::free(c);
+    // It reads back as the empty text: see the "absent with the default" row
+    // of get_value_text_of_one_octet_or_absent_value_is_empty.
 }
 
 TEST(QbasnOctetstring, default_has_current_tag_and_class) {
-    qbasn_octetstring o(security_off);
-    o.set_tag(3);
-    o.set_class(2);
-    o.set_default_value();
-    ASSERT_NE(nullptr, o.get_default_value());
-    EXPECT_EQ(3u, o.get_default_value()->get_tag());
-    EXPECT_EQ(2, o.get_default_value()->get_class());
+    expect_default_takes_tag_and_class<qbasn_octetstring>(3u, 2);
 }
 
 TEST(QbasnOctetstring, empty_text_equal_to_default_is_not_written) {
-    qb_asn_sequence seq(security_off);
-    qbasn_octetstring o(security_off);
-    o.set_default_value();
-    seq.register_child(&o);
-    EXPECT_EQ(hex("30 00"), write_bytes(seq));
-    o.set_value("");
-    EXPECT_EQ(hex("30 00"), write_bytes(seq));
-    o.set_value("a");
-    EXPECT_EQ(hex("30 04 04 02 61 00"), write_bytes(seq));
+    expect_equal_to_default_left_out<qbasn_octetstring>([](qbasn_octetstring& o) { o.set_value(""); },
+                                                        [](qbasn_octetstring& o) { o.set_value("a"); },
+                                                        "30 04 04 02 61 00");
 }
 
 TEST(QbasnOctetstring, set_default_value_object_passes_on) {
     qbasn_octetstring o(security_off);
     auto* d = new qb_asn_octetstring(security_off);
     qb_set_strvalue(*d, "dflt");
-    EXPECT_EQ(0u, o.set_default_value(d));
-    EXPECT_TRUE(o.is_defaultable());
-    EXPECT_EQ(d, o.get_default_value());
+    expect_default_object_taken(o, d);
     char* c = nullptr;
     EXPECT_EQ(0u, o.get_value(c));
     ASSERT_NE(nullptr, c);
@@ -790,11 +702,7 @@ TEST(QbasnOctetstring, set_default_value_object_passes_on) {
 }
 
 TEST(QbasnOctetstring, set_default_value_null_leaves_not_defaultable) {
-    qbasn_octetstring o(security_off);
-    o.set_default_value();
-    EXPECT_EQ(0u, o.set_default_value(static_cast<qb_asn_object*>(nullptr)));
-    EXPECT_FALSE(o.is_defaultable());
-    EXPECT_EQ(nullptr, o.get_default_value());
+    expect_null_default_clears<qbasn_octetstring>();
 }
 
 TEST(QbasnOctetstring, set_default_value_bytes_still_reachable) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ namespace {
 // ---- hook fixtures ----
 
 // What the hooks saw. Reset by every test that uses them.
-struct HookLog {
+struct AllocatorLog {
     int malloc_calls = 0;
     int free_calls = 0;
     int realloc_calls = 0;
@@ -43,7 +44,7 @@ struct HookLog {
     int wipe_dirty = 0;
 };
 
-HookLog g_log;
+AllocatorLog g_log;
 
 void check_wiped(void* p) {
     if (g_log.wipe_check == 0 || p == nullptr) return;
@@ -137,34 +138,18 @@ void* fixed_calloc(size_t c, size_t n) {
 void* null_malloc(size_t) { return nullptr; }
 
 qb_memory_funcs_t plain_hooks() {
-    qb_memory_funcs_t f{};
-    f.use_plain_hooks = 1;
-    f.malloc_hook = plain_malloc;
-    f.free_hook = plain_free;
-    f.realloc_hook = plain_realloc;
-    f.calloc_hook = plain_calloc;
-    return f;
+    return qb_test::with_plain_hooks(plain_malloc, plain_free, plain_realloc, plain_calloc);
 }
 
 qb_memory_funcs_t context_hooks(void* ctx) {
-    qb_memory_funcs_t f{};
-    f.use_context_hooks = 1;
-    f.ctx_malloc_hook = ctx_malloc;
-    f.ctx_free_hook = ctx_free;
-    f.ctx_realloc_hook = ctx_realloc;
-    f.ctx_calloc_hook = ctx_calloc;
-    f.hook_context = ctx;
-    return f;
+    return {.use_plain_hooks = 0, .malloc_hook = nullptr, .free_hook = nullptr, .realloc_hook = nullptr,
+            .calloc_hook = nullptr, .use_context_hooks = 1, .ctx_malloc_hook = ctx_malloc,
+            .ctx_free_hook = ctx_free, .ctx_realloc_hook = ctx_realloc, .ctx_calloc_hook = ctx_calloc,
+            .hook_context = ctx};
 }
 
 qb_memory_funcs_t both_hooks(void* ctx) {
-    qb_memory_funcs_t f = context_hooks(ctx);
-    f.use_plain_hooks = 1;
-    f.malloc_hook = plain_malloc;
-    f.free_hook = plain_free;
-    f.realloc_hook = plain_realloc;
-    f.calloc_hook = plain_calloc;
-    return f;
+    return qb_test::with_plain_hooks(plain_malloc, plain_free, plain_realloc, plain_calloc, context_hooks(ctx));
 }
 
 int total_plain_calls() {
@@ -200,6 +185,44 @@ void expect_view_in_step(const qb_buffer_t& b, unsigned int used) {
     EXPECT_EQ(used, b.remaining);
 }
 
+// Calls each of f's four functions: malloc, realloc, free, calloc, free.
+void call_each_function(const qb_memory_funcs_t& f, size_t calloc_count, size_t calloc_size) {
+    void* p = f.malloc(8);
+    ASSERT_NE(nullptr, p);
+    p = f.realloc(p, 16);
+    ASSERT_NE(nullptr, p);
+    f.free(p);
+    void* q = f.calloc(calloc_count, calloc_size);
+    ASSERT_NE(nullptr, q);
+    f.free(q);
+}
+
+// One block was released through the free hook and checked for the wipe;
+// `dirty` of them (0 or 1) were not all zero.
+void expect_one_checked_release(int dirty) {
+    EXPECT_EQ(1, g_log.free_calls);
+    EXPECT_EQ(1, g_log.wipe_checked);
+    EXPECT_EQ(dirty, g_log.wipe_dirty);
+}
+
+// A view that stands at the start of the `len` octets at `p` with the given filler.
+void expect_fresh_view(const qb_r_buffer_t& r, const unsigned char* p, unsigned int len, unsigned char filler) {
+    EXPECT_EQ(p, r.origin);
+    EXPECT_EQ(len, r.origin_length);
+    EXPECT_EQ(p, r.cursor);
+    EXPECT_EQ(len, r.remaining);
+    EXPECT_EQ(filler, r.filler);
+}
+
+// A buffer built with a size: its block of `capacity` octets, nothing written yet.
+void expect_sized_buffer(const qb_buffer_t& b, unsigned int capacity, security_t security,
+                         const qb_memory_funcs_t& funcs) {
+    EXPECT_EQ(capacity, b.capacity);
+    EXPECT_EQ(security, b.security);
+    EXPECT_TRUE(same_funcs(funcs, b.memory));
+    expect_view_in_step(b, 0);
+}
+
 // Runs f, which must throw the buffer's out-of-memory exception.
 template <class F>
 void expect_extend_oom(F f) {
@@ -216,8 +239,8 @@ void expect_extend_oom(F f) {
 
 class HookTest : public ::testing::Test {
 protected:
-    void SetUp() override { g_log = HookLog(); }
-    void TearDown() override { g_log = HookLog(); }
+    void SetUp() override { g_log = AllocatorLog(); }
+    void TearDown() override { g_log = AllocatorLog(); }
 };
 
 // A snapshot of a buffer's state, to show that a failed operation left it alone.
@@ -272,12 +295,7 @@ TEST_F(MemoryFuncs, all_zero_uses_standard_functions) {
 }
 
 TEST_F(MemoryFuncs, plain_hooks_receive_arguments_and_results_pass_unchanged) {
-    qb_memory_funcs_t f{};
-    f.use_plain_hooks = 1;
-    f.malloc_hook = fixed_malloc;
-    f.free_hook = fixed_free;
-    f.realloc_hook = fixed_realloc;
-    f.calloc_hook = fixed_calloc;
+    const qb_memory_funcs_t f = qb_test::with_plain_hooks(fixed_malloc, fixed_free, fixed_realloc, fixed_calloc);
 
     EXPECT_EQ(static_cast<void*>(g_fixed_block), f.malloc(33));
     EXPECT_EQ(1, g_log.malloc_calls);
@@ -308,14 +326,7 @@ TEST_F(MemoryFuncs, null_from_hook_is_passed_back) {
 TEST_F(MemoryFuncs, plain_hooks_take_priority_over_context_hooks) {
     int ctx = 0;
     const qb_memory_funcs_t f = both_hooks(&ctx);
-    void* p = f.malloc(8);
-    ASSERT_NE(nullptr, p);
-    p = f.realloc(p, 16);
-    ASSERT_NE(nullptr, p);
-    f.free(p);
-    void* q = f.calloc(2, 3);
-    ASSERT_NE(nullptr, q);
-    f.free(q);
+    call_each_function(f, 2, 3);
     EXPECT_EQ(1, g_log.malloc_calls);
     EXPECT_EQ(1, g_log.realloc_calls);
     EXPECT_EQ(1, g_log.calloc_calls);
@@ -364,14 +375,7 @@ TEST_F(MemoryFuncs, hooks_without_their_flag_are_not_called) {
     qb_memory_funcs_t f = both_hooks(&ctx);
     f.use_plain_hooks = 0;
     f.use_context_hooks = 0;
-    void* p = f.malloc(8);
-    ASSERT_NE(nullptr, p);
-    p = f.realloc(p, 16);
-    ASSERT_NE(nullptr, p);
-    f.free(p);
-    void* q = f.calloc(1, 1);
-    ASSERT_NE(nullptr, q);
-    f.free(q);
+    call_each_function(f, 1, 1);
     EXPECT_EQ(0, total_plain_calls());
     EXPECT_EQ(0, total_ctx_calls());
 }
@@ -396,21 +400,13 @@ TEST_F(MemoryFuncs, any_nonzero_flag_selects_hooks) {
 
 TEST(RBuffer, default_constructor_is_all_zero) {
     qb_r_buffer_t r;
-    EXPECT_EQ(nullptr, r.origin);
-    EXPECT_EQ(0u, r.origin_length);
-    EXPECT_EQ(0, r.filler);
-    EXPECT_EQ(nullptr, r.cursor);
-    EXPECT_EQ(0u, r.remaining);
+    expect_fresh_view(r, nullptr, 0, 0);
 }
 
 TEST(RBuffer, pointer_constructor_sets_origin_and_cursor) {
     unsigned char bytes[5] = {1, 2, 3, 4, 5};
     qb_r_buffer_t r(bytes, 5);
-    EXPECT_EQ(bytes, r.origin);
-    EXPECT_EQ(5u, r.origin_length);
-    EXPECT_EQ(0, r.filler);
-    EXPECT_EQ(bytes, r.cursor);
-    EXPECT_EQ(5u, r.remaining);
+    expect_fresh_view(r, bytes, 5, 0);
 }
 
 TEST(RBuffer, set_assigns_four_fields_and_keeps_filler) {
@@ -421,22 +417,14 @@ TEST(RBuffer, set_assigns_four_fields_and_keeps_filler) {
     r.cursor += 2;
     r.remaining -= 2;
     r.set(b, 7);
-    EXPECT_EQ(b, r.origin);
-    EXPECT_EQ(7u, r.origin_length);
-    EXPECT_EQ(b, r.cursor);
-    EXPECT_EQ(7u, r.remaining);
-    EXPECT_EQ(0x5A, r.filler);
+    expect_fresh_view(r, b, 7, 0x5A);
 }
 
 TEST(RBuffer, set_on_default_view) {
     unsigned char b[2] = {0x11, 0x22};
     qb_r_buffer_t r;
     r.set(b, 2);
-    EXPECT_EQ(b, r.origin);
-    EXPECT_EQ(2u, r.origin_length);
-    EXPECT_EQ(b, r.cursor);
-    EXPECT_EQ(2u, r.remaining);
-    EXPECT_EQ(0, r.filler);
+    expect_fresh_view(r, b, 2, 0);
 }
 
 TEST(RBuffer, reset_returns_to_origin) {
@@ -604,20 +592,14 @@ TEST_F(Buffer, constructor_funcs_security) {
 TEST_F(Buffer, constructor_size_security) {
     qb_buffer_t b(100u, security_on);
     ASSERT_NE(nullptr, b.data);
-    EXPECT_EQ(1024u, b.capacity);  // chunk(0 + 100)
-    EXPECT_EQ(security_on, b.security);
-    EXPECT_TRUE(all_zero_funcs(b.memory));
-    expect_view_in_step(b, 0);
+    expect_sized_buffer(b, 1024u, security_on, qb_memory_funcs_t{});  // chunk(0 + 100)
 }
 
 TEST_F(Buffer, constructor_size_funcs) {
     const qb_memory_funcs_t f = plain_hooks();
     qb_buffer_t b(10u, f);
     ASSERT_NE(nullptr, b.data);
-    EXPECT_EQ(64u, b.capacity);
-    EXPECT_EQ(security_off, b.security);
-    EXPECT_TRUE(same_funcs(f, b.memory));
-    expect_view_in_step(b, 0);
+    expect_sized_buffer(b, 64u, security_off, f);
     // A non-wiping buffer grows through realloc, starting from a null block.
     EXPECT_EQ(1, g_log.realloc_calls);
     ASSERT_EQ(1u, g_log.realloc_inputs.size());
@@ -630,10 +612,7 @@ TEST_F(Buffer, constructor_size_funcs_security) {
     const qb_memory_funcs_t f = plain_hooks();
     qb_buffer_t b(64u, f, security_on);
     ASSERT_NE(nullptr, b.data);
-    EXPECT_EQ(128u, b.capacity);
-    EXPECT_EQ(security_on, b.security);
-    EXPECT_TRUE(same_funcs(f, b.memory));
-    expect_view_in_step(b, 0);
+    expect_sized_buffer(b, 128u, security_on, f);
     // A wiping buffer allocates with malloc, never realloc.
     EXPECT_EQ(1, g_log.malloc_calls);
     EXPECT_EQ(128u, g_log.last_size);
@@ -696,17 +675,17 @@ TEST_F(Buffer, plain_hooks_win_inside_a_buffer) {
 // ---- qb_buffer_t: growth ----
 
 TEST(BufferChunk, documented_values) {
-    EXPECT_EQ(64u, chunk(0));
-    EXPECT_EQ(64u, chunk(1));
-    EXPECT_EQ(64u, chunk(63));
-    EXPECT_EQ(128u, chunk(64));
-    EXPECT_EQ(1024u, chunk(65));
-    EXPECT_EQ(1024u, chunk(127));
-    EXPECT_EQ(1088u, chunk(128));
-    EXPECT_EQ(1920u, chunk(1000));
-    EXPECT_EQ(1920u, chunk(1023));
-    EXPECT_EQ(1984u, chunk(1024));
-    EXPECT_EQ(2048u, chunk(1088));
+    struct ChunkCase {
+        unsigned int wanted, chunk;
+    };
+    constexpr ChunkCase kCases[] = {
+        {0, 64u},      {1, 64u},      {63, 64u},     {64, 128u},    {65, 1024u},    {127, 1024u},
+        {128, 1088u},  {1000, 1920u}, {1023, 1920u}, {1024, 1984u}, {1088, 2048u},
+    };
+    for (const ChunkCase& c : kCases) {
+        SCOPED_TRACE(c.wanted);
+        EXPECT_EQ(c.chunk, chunk(c.wanted));
+    }
 }
 
 TEST(BufferChunk, jump_between_64_and_65_quirk) {
@@ -715,19 +694,18 @@ TEST(BufferChunk, jump_between_64_and_65_quirk) {
 }
 
 TEST_F(Buffer, extend_follows_chunk_schedule) {
+    // Each step grows the block by chunk(capacity + wanted).
+    struct Step {
+        unsigned int wanted, capacity;
+    };
+    constexpr Step kSteps[] = {{10, 64u}, {0, 128u}, {1, 1088u}, {1000, 3008u}};
     qb_buffer_t b(plain_hooks());
-    EXPECT_EQ(0u, b.extend(10));
-    EXPECT_EQ(64u, b.capacity);  // chunk(0 + 10)
-    expect_view_in_step(b, 0);
-    EXPECT_EQ(0u, b.extend(0));
-    EXPECT_EQ(128u, b.capacity);  // chunk(64 + 0)
-    expect_view_in_step(b, 0);
-    EXPECT_EQ(0u, b.extend(1));
-    EXPECT_EQ(1088u, b.capacity);  // chunk(128 + 1)
-    expect_view_in_step(b, 0);
-    EXPECT_EQ(0u, b.extend(1000));
-    EXPECT_EQ(3008u, b.capacity);  // chunk(1088 + 1000)
-    expect_view_in_step(b, 0);
+    for (const Step& s : kSteps) {
+        SCOPED_TRACE(s.wanted);
+        EXPECT_EQ(0u, b.extend(s.wanted));
+        EXPECT_EQ(s.capacity, b.capacity);
+        expect_view_in_step(b, 0);
+    }
     EXPECT_EQ(4, g_log.realloc_calls);
     EXPECT_EQ(3008u, g_log.last_size);
 }
@@ -785,7 +763,7 @@ TEST_F(Buffer, append_100_bytes_to_empty_gives_1024) {
 TEST_F(Buffer, append_byte_grows_only_when_full) {
     qb_buffer_t b(0u, plain_hooks());
     ASSERT_EQ(64u, b.capacity);
-    g_log = HookLog();
+    g_log = AllocatorLog();
     for (int i = 0; i < 64; ++i) b.append(static_cast<unsigned char>(i));
     EXPECT_EQ(64u, b.capacity);
     EXPECT_EQ(0, g_log.realloc_calls);
@@ -928,7 +906,7 @@ TEST_F(Buffer, clear_keeps_block) {
     const unsigned int cap = b.capacity;
     b.cursor += 2;
     b.remaining -= 2;
-    g_log = HookLog();
+    g_log = AllocatorLog();
     b.clear();
     EXPECT_EQ(block, b.data);
     EXPECT_EQ(cap, b.capacity);
@@ -999,7 +977,7 @@ TEST_F(Buffer, wiping_extend_copies_whole_block_and_wipes_old_one) {
     for (unsigned int i = 3; i < 64; ++i) b.data[i] = static_cast<unsigned char>(0x80 + i);
     const std::vector<unsigned char> old_block(b.data, b.data + 64);
     void* const old_data = b.data;
-    g_log = HookLog();
+    g_log = AllocatorLog();
     g_log.wipe_check = 64;
     b.extend(10);
     EXPECT_EQ(1024u, b.capacity);  // chunk(64 + 10)
@@ -1021,7 +999,7 @@ TEST_F(Buffer, destructor_releases_through_hooks) {
         qb_buffer_t b(plain_hooks());
         b.append("abc");
         block = b.data;
-        g_log = HookLog();
+        g_log = AllocatorLog();
     }
     ASSERT_EQ(1, g_log.free_calls);
     EXPECT_EQ(block, g_log.freed[0]);
@@ -1038,24 +1016,20 @@ TEST_F(Buffer, wiping_destructor_zeroes_block_before_release) {
         b.append("secret");
         ASSERT_EQ(64u, b.capacity);
         std::memset(b.data + 6, 0xEE, b.capacity - 6);
-        g_log = HookLog();
+        g_log = AllocatorLog();
         g_log.wipe_check = 64;
     }
-    EXPECT_EQ(1, g_log.free_calls);
-    EXPECT_EQ(1, g_log.wipe_checked);
-    EXPECT_EQ(0, g_log.wipe_dirty);
+    expect_one_checked_release(0);
 }
 
 TEST_F(Buffer, non_wiping_destructor_does_not_zero) {
     {
         qb_buffer_t b(plain_hooks(), security_off);
         b.append("secret");
-        g_log = HookLog();
+        g_log = AllocatorLog();
         g_log.wipe_check = 6;
     }
-    EXPECT_EQ(1, g_log.free_calls);
-    EXPECT_EQ(1, g_log.wipe_checked);
-    EXPECT_EQ(1, g_log.wipe_dirty);
+    expect_one_checked_release(1);
 }
 
 TEST_F(Buffer, detach_on_empty_buffer) {
@@ -1089,7 +1063,7 @@ TEST_F(Buffer, detach_hands_over_block) {
         EXPECT_EQ(0u, b.origin_length);
         EXPECT_EQ(nullptr, b.cursor);
         EXPECT_EQ(0u, b.remaining);
-        g_log = HookLog();
+        g_log = AllocatorLog();
     }
     // The buffer no longer owns the block.
     EXPECT_EQ(0, g_log.free_calls);
@@ -1152,7 +1126,7 @@ TEST_F(Buffer, wiping_extend_out_of_memory_leaves_buffer_unchanged) {
     qb_buffer_t b(plain_hooks(), security_on);
     b.append("abcdef");
     const Snapshot before(b);
-    g_log = HookLog();
+    g_log = AllocatorLog();
     g_log.fail = true;
     expect_extend_oom([&] { b.extend(5000); });
     g_log.fail = false;
@@ -1205,32 +1179,31 @@ TEST_F(Buffer, sized_constructors_out_of_memory_throw) {
 
 // ---- decimal writers ----
 
-TEST(BufferDecimal, write1d) {
+namespace {
+
+// What `write` puts into a fresh buffer for each of `values` in turn; every
+// call must return 0.
+std::vector<unsigned char> written_by(unsigned int (*write)(qb_buffer_t&, unsigned int),
+                                      std::initializer_list<unsigned int> values) {
     qb_buffer_t b(security_off);
-    EXPECT_EQ(0u, write1d(b, 0));
-    EXPECT_EQ(0u, write1d(b, 9));
-    EXPECT_EQ(0u, write1d(b, 4));
-    EXPECT_EQ(hex("30 39 34"), rest_of(b));
+    for (const unsigned int v : values) EXPECT_EQ(0u, write(b, v)) << "value " << v;
+    return rest_of(b);
+}
+
+}  // namespace
+
+TEST(BufferDecimal, write1d) {
+    EXPECT_EQ(hex("30 39 34"), written_by(write1d, {0, 9, 4}));
 }
 
 TEST(BufferDecimal, write2d_keeps_leading_zero) {
-    qb_buffer_t b(security_off);
-    EXPECT_EQ(0u, write2d(b, 7));
-    EXPECT_EQ(hex("30 37"), rest_of(b));
-    EXPECT_EQ(0u, write2d(b, 0));
-    EXPECT_EQ(0u, write2d(b, 99));
-    EXPECT_EQ(0u, write2d(b, 10));
-    EXPECT_EQ(hex("30 37 30 30 39 39 31 30"), rest_of(b));
+    EXPECT_EQ(hex("30 37"), written_by(write2d, {7}));
+    EXPECT_EQ(hex("30 37 30 30 39 39 31 30"), written_by(write2d, {7, 0, 99, 10}));
 }
 
 TEST(BufferDecimal, write4d_keeps_leading_zeros) {
-    qb_buffer_t b(security_off);
-    EXPECT_EQ(0u, write4d(b, 0));
-    EXPECT_EQ(0u, write4d(b, 42));
-    EXPECT_EQ(0u, write4d(b, 9999));
-    EXPECT_EQ(0u, write4d(b, 2024));
-    EXPECT_EQ(0u, write4d(b, 305));
-    EXPECT_EQ(std::string("00000042999920240305"), std::string(b.cursor, b.cursor + b.remaining));
+    EXPECT_EQ(std::string("00000042999920240305"),
+              qb_test::text_of(written_by(write4d, {0, 42, 9999, 2024, 305})));
 }
 
 TEST(BufferDecimal, too_large_values_write_nothing) {
@@ -1311,13 +1284,32 @@ TEST(CheckEoc, on_a_write_buffer) {
 
 // ---- qb_asn_buffer_t ----
 
+namespace {
+
+// qb_asn_buffer_copy of `src` into `dst` with the status preset to a
+// marker; returns the status the copy left.
+unsigned int asn_buffer_copy_status(const qb_asn_buffer_t& src, qb_asn_buffer_t& dst) {
+    unsigned int status = 0xDEADBEEF;
+    qb_asn_buffer_copy(src, dst, status);
+    return status;
+}
+
+// A copy of `src` into a destination holding a stale length and address
+// succeeds with an empty result.
+void expect_empty_copy(const qb_asn_buffer_t& src) {
+    qb_asn_buffer_t dst{9, reinterpret_cast<unsigned char*>(&dst)};
+    EXPECT_EQ(0u, asn_buffer_copy_status(src, dst));
+    EXPECT_EQ(0u, dst.length);
+    EXPECT_EQ(nullptr, dst.data);
+}
+
+}  // namespace
+
 TEST(AsnBuffer, copy_makes_independent_malloc_copy) {
     unsigned char src_bytes[5] = {0x68, 0x65, 0x6C, 0x6C, 0x6F};
     const qb_asn_buffer_t src{5, src_bytes};
     qb_asn_buffer_t dst{77, reinterpret_cast<unsigned char*>(&dst)};
-    unsigned int status = 0xDEADBEEF;
-    qb_asn_buffer_copy(src, dst, status);
-    EXPECT_EQ(0u, status);
+    EXPECT_EQ(0u, asn_buffer_copy_status(src, dst));
     EXPECT_EQ(5u, dst.length);
     ASSERT_NE(nullptr, dst.data);
     EXPECT_NE(src_bytes, dst.data);
@@ -1332,23 +1324,11 @@ TEST(AsnBuffer, copy_makes_independent_malloc_copy) {
 
 TEST(AsnBuffer, copy_of_zero_length_gives_empty) {
     unsigned char src_bytes[3] = {1, 2, 3};
-    const qb_asn_buffer_t src{0, src_bytes};
-    qb_asn_buffer_t dst{9, reinterpret_cast<unsigned char*>(&dst)};
-    unsigned int status = 0xDEADBEEF;
-    qb_asn_buffer_copy(src, dst, status);
-    EXPECT_EQ(0u, status);
-    EXPECT_EQ(0u, dst.length);
-    EXPECT_EQ(nullptr, dst.data);
+    expect_empty_copy(qb_asn_buffer_t{0, src_bytes});
 }
 
 TEST(AsnBuffer, copy_of_length_five_with_null_data_gives_empty) {
-    const qb_asn_buffer_t src{5, nullptr};
-    qb_asn_buffer_t dst{9, reinterpret_cast<unsigned char*>(&dst)};
-    unsigned int status = 0xDEADBEEF;
-    qb_asn_buffer_copy(src, dst, status);
-    EXPECT_EQ(0u, status);
-    EXPECT_EQ(0u, dst.length);
-    EXPECT_EQ(nullptr, dst.data);
+    expect_empty_copy(qb_asn_buffer_t{5, nullptr});
 }
 
 TEST(AsnBuffer, copy_single_octet) {

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,11 +22,12 @@
 #include "support/frames.h"
 #include "support/hex.h"
 #include "support/probes.h"
+#include "support/reencode.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using qb_test::bytes_of, qb_test::read_frame, qb_test::register_all, qb_test::value_of, qb_test::write_bytes,
+using qb_test::bytes_of, qb_test::expect_change_reencodes, qb_test::read_frame, qb_test::register_all, qb_test::value_of, qb_test::write_bytes,
       qb_test::write_frame;
 
 // Stores raw octets and labels them with a code set (the directory string
@@ -45,6 +47,50 @@ struct Directory : qb_asn_directoryString {
 void expect_holds(const qb_asn_charstring& s, unsigned int cs, const char* hex_text) {
     EXPECT_EQ(s.get_codeset(), cs);
     EXPECT_EQ(value_of(s), hex(hex_text));
+}
+
+// Rows of the tables below: an input (text, or a frame in hex) with the code
+// set it ends up under and the octets held then; octets under a code set.
+struct InputCase {
+    const char* input;
+    unsigned int cs;
+    const char* octets;
+};
+
+struct CodedOctets {
+    unsigned int cs;
+    const char* octets;
+};
+
+// EveryClass: a fresh object of each string class, security off.
+struct EveryClass {
+    qb_asn_charstring bare{security_off};
+    qb_asn_ia5String ia5{security_off};
+    qb_asn_printableString printable{security_off};
+    qb_asn_visibleString visible{security_off};
+    qb_asn_teletexString teletex{security_off};
+    qb_asn_bmpString bmp{security_off};
+    qb_asn_universalString universal{security_off};
+    qb_asn_UTF8String utf8{security_off};
+    qb_asn_directoryString dir{security_off};
+};
+
+// expect_empty_value: `s` holds a present, empty value under code set `cs`
+// and writes the frame `frame_hex`.
+void expect_empty_value(const qb_asn_charstring& s, unsigned int cs, const char* frame_hex) {
+    EXPECT_EQ(value_of(s), Bytes{});
+    EXPECT_EQ(s.get_codeset(), cs);
+    EXPECT_EQ(s.is_present(), 1);
+    EXPECT_EQ(write_bytes(s), hex(frame_hex));
+}
+
+// expect_refused_keeps: `change` fails with 0x106521AB on a directory string
+// holding `hex_text` under code set `cs`, which still holds it afterwards.
+template <class Change>
+void expect_refused_keeps(unsigned int cs, const char* hex_text, Change change) {
+    Directory s(cs, hex_text);
+    EXPECT_EQ(change(s), 0x106521ABu);
+    expect_holds(s, cs, hex_text);
 }
 
 // A string class whose accepted and preferred code sets a test chooses.
@@ -72,31 +118,29 @@ constexpr unsigned int kNoElement = 0x1065219C;
 // ---- construction ----
 
 TEST(Charstring, constructors_set_name_tag_class_and_codeset) {
-    qb_asn_ia5String ia5(security_off);
-    qb_asn_printableString printable(security_off);
-    qb_asn_visibleString visible(security_off);
-    qb_asn_teletexString teletex(security_off);
-    qb_asn_bmpString bmp(security_off);
-    qb_asn_universalString universal(security_off);
-    qb_asn_UTF8String utf8(security_off);
+    // Every class starts absent, its tag equal to its code set; the bare class
+    // and the directory string start without a code set, under the tag of
+    // the octet string they derive from.
+    const EveryClass o;
     struct Case {
         const qb_asn_charstring* s;
         const char* name;
-        unsigned int cs;
+        unsigned int cs, tag;
         int polymorphic;
     };
     const Case cases[] = {
-        {&ia5, "IA5String", 22, 0},      {&printable, "PrintableString", 19, 0},
-        {&visible, "VisibleString", 26, 0}, {&teletex, "TeletexString", 20, 0},
-        {&bmp, "BMPString", 30, 0},      {&universal, "UniversalString", 28, 0},
-        {&utf8, "UTF8string", 12, 0},
+        {&o.ia5, "IA5String", 22, 22, 0},         {&o.printable, "PrintableString", 19, 19, 0},
+        {&o.visible, "VisibleString", 26, 26, 0}, {&o.teletex, "TeletexString", 20, 20, 0},
+        {&o.bmp, "BMPString", 30, 30, 0},         {&o.universal, "UniversalString", 28, 28, 0},
+        {&o.utf8, "UTF8string", 12, 12, 0},       {&o.bare, "CharacterString", 0, 4, 1},
+        {&o.dir, "DirectoryString", 0, 4, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_STREQ(c.s->get_type_name(), c.name);
         EXPECT_EQ(c.s->get_codeset(), c.cs);
         EXPECT_EQ(c.s->codeset, c.cs);
-        EXPECT_EQ(c.s->get_tag(), c.cs);
+        EXPECT_EQ(c.s->get_tag(), c.tag);
         EXPECT_EQ(c.s->get_class(), 0);
         EXPECT_EQ(c.s->preferred_codeset, 0u);
         EXPECT_EQ(c.s->is_polymorphic(), c.polymorphic);
@@ -104,32 +148,8 @@ TEST(Charstring, constructors_set_name_tag_class_and_codeset) {
     }
 }
 
-TEST(Charstring, bare_and_directory_start_without_codeset) {
-    qb_asn_charstring bare(security_off);
-    EXPECT_STREQ(bare.get_type_name(), "CharacterString");
-    EXPECT_EQ(bare.get_codeset(), 0u);
-    EXPECT_EQ(bare.preferred_codeset, 0u);
-    EXPECT_EQ(bare.get_class(), 0);
-    EXPECT_NE(bare.is_polymorphic(), 0);
-
-    qb_asn_directoryString dir(security_off);
-    EXPECT_STREQ(dir.get_type_name(), "DirectoryString");
-    EXPECT_EQ(dir.get_codeset(), 0u);
-    EXPECT_EQ(dir.preferred_codeset, 0u);
-    EXPECT_EQ(dir.get_class(), 0);
-    EXPECT_NE(dir.is_polymorphic(), 0);
-}
-
 TEST(Charstring, accepted_and_preferred_codesets_of_every_class) {
-    qb_asn_charstring bare(security_off);
-    qb_asn_ia5String ia5(security_off);
-    qb_asn_printableString printable(security_off);
-    qb_asn_visibleString visible(security_off);
-    qb_asn_teletexString teletex(security_off);
-    qb_asn_bmpString bmp(security_off);
-    qb_asn_universalString universal(security_off);
-    qb_asn_UTF8String utf8(security_off);
-    qb_asn_directoryString dir(security_off);
+    const EveryClass o;
     struct Case {
         const char* name;
         const qb_asn_charstring* s;
@@ -137,15 +157,15 @@ TEST(Charstring, accepted_and_preferred_codesets_of_every_class) {
         std::vector<unsigned int> preferred;
     };
     const Case cases[] = {
-        {"charstring", &bare, {}, {}},
-        {"ia5", &ia5, {22}, {22}},
-        {"printable", &printable, {19}, {19}},
-        {"visible", &visible, {26}, {26}},
-        {"teletex", &teletex, {20}, {20}},
-        {"bmp", &bmp, {30}, {30}},
-        {"universal", &universal, {28}, {28}},
-        {"utf8", &utf8, {12}, {12}},
-        {"directory", &dir, {12, 19, 20, 22, 26, 28, 30}, {12, 19, 20, 28}},
+        {"charstring", &o.bare, {}, {}},
+        {"ia5", &o.ia5, {22}, {22}},
+        {"printable", &o.printable, {19}, {19}},
+        {"visible", &o.visible, {26}, {26}},
+        {"teletex", &o.teletex, {20}, {20}},
+        {"bmp", &o.bmp, {30}, {30}},
+        {"universal", &o.universal, {28}, {28}},
+        {"utf8", &o.utf8, {12}, {12}},
+        {"directory", &o.dir, {12, 19, 20, 22, 26, 28, 30}, {12, 19, 20, 28}},
     };
     for (const Case& c : cases) {
         for (unsigned int cs = 0; cs <= 40; ++cs) {
@@ -195,12 +215,8 @@ TEST(Charstring, set_codeset_refused_changes_nothing) {
 TEST(Charstring, set_codeset_invalidates_up_to_the_root) {
     qb_test::nested<qb_asn_directoryString> tree;
     ASSERT_EQ(tree.leaf.set_value_printable("ab"), 0u);
-    ASSERT_EQ(write_bytes(tree.outer), hex("30 06 30 04 13 02 61 62"));
-    ASSERT_EQ(tree.outer.is_encoding_valid(), 1);
-    EXPECT_EQ(tree.leaf.set_codeset(22), 0u);
-    EXPECT_EQ(tree.outer.is_encoding_valid(), 0);
-    EXPECT_EQ(tree.inner.is_encoding_valid(), 0);
-    EXPECT_EQ(write_bytes(tree.outer), hex("30 06 30 04 16 02 61 62"));
+    expect_change_reencodes(tree.outer, "30 06 30 04 13 02 61 62", [&] { return tree.leaf.set_codeset(22); },
+                            "30 06 30 04 16 02 61 62", {&tree.inner});
 }
 
 TEST(Charstring, set_tag_goes_through_set_codeset) {
@@ -232,29 +248,43 @@ TEST(DirectoryString, set_codeset_visible_is_accepted) {
 
 enum class Setter { printable, visible, t61, utf8, bmp, univ, printable_r, visible_r, t61_r, utf8_r, bmp_r, univ_r };
 
+// A typed setter in its two forms: from text or units, storing `stored`,
+// and from a view, storing the view's octets unchecked.
 struct SetterCase {
     const char* name;
-    Setter setter;
+    Setter text_form, view_form;
     unsigned int cs;
-    const char* stored;  // hex of the octets the setter stores from the inputs below
+    const char* stored;  // hex of the octets the text form stores from the inputs below
 };
 
 // Inputs: the text "a=b" for the char* forms, units {0x0061, 0x20AC} for
 // set_value_BMP, the view "00 00 00 61" for the view forms.
 const SetterCase kSetters[] = {
-    {"printable", Setter::printable, 19, "61 3D 62"},
-    {"visible", Setter::visible, 26, "61 3D 62"},
-    {"T61", Setter::t61, 20, "61 3D 62"},
-    {"UTF8", Setter::utf8, 12, "61 3D 62"},
-    {"BMP", Setter::bmp, 30, "00 61 20 AC"},
-    {"Univ", Setter::univ, 28, ""},
-    {"printable view", Setter::printable_r, 19, "00 00 00 61"},
-    {"visible view", Setter::visible_r, 26, "00 00 00 61"},
-    {"T61 view", Setter::t61_r, 20, "00 00 00 61"},
-    {"UTF8 view", Setter::utf8_r, 12, "00 00 00 61"},
-    {"BMP view", Setter::bmp_r, 30, "00 00 00 61"},
-    {"Univ view", Setter::univ_r, 28, "00 00 00 61"},
+    {"printable", Setter::printable, Setter::printable_r, 19, "61 3D 62"},
+    {"visible", Setter::visible, Setter::visible_r, 26, "61 3D 62"},
+    {"T61", Setter::t61, Setter::t61_r, 20, "61 3D 62"},
+    {"UTF8", Setter::utf8, Setter::utf8_r, 12, "61 3D 62"},
+    {"BMP", Setter::bmp, Setter::bmp_r, 30, "00 61 20 AC"},
+    {"Univ", Setter::univ, Setter::univ_r, 28, ""},
 };
+
+// One form of a setter, with what it stores.
+struct SetterForm {
+    std::string name;
+    Setter setter;
+    unsigned int cs;
+    const char* stored;
+};
+
+// every_setter_form: both forms of every setter of kSetters.
+std::vector<SetterForm> every_setter_form() {
+    std::vector<SetterForm> forms;
+    for (const SetterCase& c : kSetters) {
+        forms.push_back({c.name, c.text_form, c.cs, c.stored});
+        forms.push_back({std::string(c.name) + " view", c.view_form, c.cs, "00 00 00 61"});
+    }
+    return forms;
+}
 
 unsigned int apply(qb_asn_charstring& s, Setter which) {
     static const unsigned short units[] = {0x0061, 0x20AC, 0};
@@ -279,19 +309,12 @@ unsigned int apply(qb_asn_charstring& s, Setter which) {
 }
 
 TEST(Charstring, typed_setters_on_every_class) {
-    for (const SetterCase& c : kSetters) {
-        qb_asn_charstring bare(security_off);
-        qb_asn_ia5String ia5(security_off);
-        qb_asn_printableString printable(security_off);
-        qb_asn_visibleString visible(security_off);
-        qb_asn_teletexString teletex(security_off);
-        qb_asn_bmpString bmp(security_off);
-        qb_asn_universalString universal(security_off);
-        qb_asn_UTF8String utf8(security_off);
-        qb_asn_directoryString dir(security_off);
-        qb_asn_charstring* all[] = {&bare, &ia5, &printable, &visible, &teletex, &bmp, &universal, &utf8, &dir};
+    for (const SetterForm& c : every_setter_form()) {
+        EveryClass o;
+        qb_asn_charstring* all[] = {&o.bare, &o.ia5,       &o.printable, &o.visible, &o.teletex,
+                                    &o.bmp,  &o.universal, &o.utf8,      &o.dir};
         for (qb_asn_charstring* s : all) {
-            SCOPED_TRACE(std::string(c.name) + " on " + s->get_type_name());
+            SCOPED_TRACE(c.name + " on " + s->get_type_name());
             // A value held before, to see that a refused setter keeps it.
             Bytes before = hex("7A 7A");
             ASSERT_EQ(s->set_value_uninterpreted(before.data(), 2), 0u);
@@ -313,7 +336,7 @@ TEST(Charstring, typed_setters_on_every_class) {
 }
 
 TEST(Charstring, every_typed_setter_on_bare_charstring_is_refused) {
-    for (const SetterCase& c : kSetters) {
+    for (const SetterForm& c : every_setter_form()) {
         SCOPED_TRACE(c.name);
         qb_asn_charstring bare(security_off);
         EXPECT_EQ(apply(bare, c.setter), kRejected);
@@ -344,20 +367,14 @@ TEST(Charstring, set_value_BMP_first_unit_zero_stores_empty) {
     Directory s(22, "61");
     const unsigned short units[] = {0, 0x0041, 0};
     EXPECT_EQ(s.set_value_BMP(units), 0u);
-    EXPECT_EQ(value_of(s), Bytes{});
-    EXPECT_EQ(s.get_codeset(), 30u);
-    EXPECT_EQ(s.is_present(), 1);
-    EXPECT_EQ(write_bytes(s), hex("1E 00"));
+    expect_empty_value(s, 30u, "1E 00");
 }
 
 TEST(Charstring, set_value_Univ_stores_empty_quirk) {
     Directory s(22, "61 62");
     const unsigned int chars[] = {0x41, 0x20AC, 0};
     EXPECT_EQ(s.set_value_Univ(chars), 0u);
-    EXPECT_EQ(value_of(s), Bytes{});
-    EXPECT_EQ(s.get_codeset(), 28u);
-    EXPECT_EQ(s.is_present(), 1);
-    EXPECT_EQ(write_bytes(s), hex("1C 00"));
+    expect_empty_value(s, 28u, "1C 00");
 
     qb_asn_universalString u(security_off);
     EXPECT_EQ(u.set_value_Univ(static_cast<const unsigned int*>(nullptr)), 0u);
@@ -381,12 +398,8 @@ TEST(Charstring, typed_setter_with_null_text) {
 TEST(Charstring, typed_setters_invalidate_up_to_the_root) {
     qb_test::nested<qb_asn_teletexString> tree;
     ASSERT_EQ(tree.leaf.set_value_T61("a"), 0u);
-    ASSERT_EQ(write_bytes(tree.outer), hex("30 05 30 03 14 01 61"));
-    ASSERT_EQ(tree.outer.is_encoding_valid(), 1);
-    EXPECT_EQ(tree.leaf.set_value_T61("bc"), 0u);
-    EXPECT_EQ(tree.outer.is_encoding_valid(), 0);
-    EXPECT_EQ(tree.inner.is_encoding_valid(), 0);
-    EXPECT_EQ(write_bytes(tree.outer), hex("30 06 30 04 14 02 62 63"));
+    expect_change_reencodes(tree.outer, "30 05 30 03 14 01 61", [&] { return tree.leaf.set_value_T61("bc"); },
+                            "30 06 30 04 14 02 62 63", {&tree.inner});
 }
 
 // ---- set_value_uninterpreted ----
@@ -518,25 +531,20 @@ TEST(Charstring, set_value_C_on_single_codeset_classes) {
 }
 
 TEST(Charstring, set_value_C_on_directory_string) {
-    struct Case {
-        const char* text;
-        unsigned int cs;
-        const char* stored;
-    };
-    const Case cases[] = {
+    const InputCase cases[] = {
         {"abc", 19, "61 62 63"},          // Printable first
         {"", 19, ""},                     // the empty text is Printable
         {"a=b", 20, "61 3D 62"},          // not Printable: TeletexString
         {"a#b", 20, "61 A6 62"},          // converted to T.61
         {"a\x7F", 12, "61 7F"},           // no T.61 form: UTF8String before UniversalString
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
+    for (const InputCase& c : cases) {
+        SCOPED_TRACE(c.input);
         qb_asn_directoryString s(security_off);
-        EXPECT_EQ(s.set_value_C(c.text), 0u);
+        EXPECT_EQ(s.set_value_C(c.input), 0u);
         EXPECT_EQ(s.get_codeset(), c.cs);
         EXPECT_EQ(s.get_tag(), c.cs);
-        EXPECT_EQ(value_of(s), hex(c.stored));
+        EXPECT_EQ(value_of(s), hex(c.octets));
         EXPECT_EQ(s.is_present(), 1);
     }
 }
@@ -633,10 +641,7 @@ TEST(Charstring, set_value_C_replaces_and_invalidates) {
     qb_test::in_sequence<qb_asn_directoryString> tree;
     auto& [seq, s] = tree;
     ASSERT_EQ(s.set_value_C("ab"), 0u);
-    ASSERT_EQ(write_bytes(seq), hex("30 04 13 02 61 62"));
-    EXPECT_EQ(s.set_value_C("a=b"), 0u);
-    EXPECT_EQ(seq.is_encoding_valid(), 0);
-    EXPECT_EQ(write_bytes(seq), hex("30 05 14 03 61 3D 62"));
+    expect_change_reencodes(seq, "30 04 13 02 61 62", [&] { return s.set_value_C("a=b"); }, "30 05 14 03 61 3D 62");
 }
 
 TEST(Charstring, set_value_IA5_searches_like_set_value_C) {
@@ -975,9 +980,7 @@ TEST(CharstringRouting, utf8_checks_look_at_raw_octets_quirk) {
 }
 
 TEST(CharstringRouting, equals_sign_is_not_printable) {
-    Directory s(22, "61 3D 62");
-    EXPECT_EQ(s.convert2printable(), kConv);
-    expect_holds(s, 22, "61 3D 62");
+    expect_refused_keeps(22, "61 3D 62", [](Directory& s) { return s.convert2printable(); });
 }
 
 TEST(CharstringRouting, no_codeset_has_no_route) {
@@ -1041,10 +1044,7 @@ TEST(CharstringRouting, in_place_conversion_invalidates_up_to_the_root) {
     qb_test::in_sequence<qb_asn_directoryString> tree;
     auto& [seq, s] = tree;
     ASSERT_EQ(s.set_value_C("ab"), 0u);
-    ASSERT_EQ(write_bytes(seq), hex("30 04 13 02 61 62"));
-    EXPECT_EQ(s.convert2BMP(), 0u);
-    EXPECT_EQ(seq.is_encoding_valid(), 0);
-    EXPECT_EQ(write_bytes(seq), hex("30 06 1E 04 00 61 00 62"));
+    expect_change_reencodes(seq, "30 04 13 02 61 62", [&] { return s.convert2BMP(); }, "30 06 1E 04 00 61 00 62");
 }
 
 TEST(CharstringRouting, in_place_conversion_of_wiping_object) {
@@ -1104,9 +1104,10 @@ TEST(CharstringRouting, constant_failure_leaves_what_the_converter_left) {
 
 TEST(CharstringRouting, converts_defaultable_absent_value_from_its_default) {
     qb_asn_printableString p(security_off);
-    qb_asn_printableString* d = new qb_asn_printableString(security_off);
+    // The default is owned here until the string takes it.
+    auto d = std::make_unique<qb_asn_printableString>(security_off);
     ASSERT_EQ(d->set_value_printable("ab"), 0u);
-    ASSERT_EQ(p.set_default_value(d), 0u);
+    ASSERT_EQ(p.set_default_value(d.release()), 0u);
     ASSERT_EQ(p.is_present(), 0);
     qb_buffer_t out(security_off);
     EXPECT_EQ(p.convert2BMP(out), 0u);
@@ -1138,24 +1139,19 @@ TEST(DirectoryString, decoding_visible_tag_is_refused_quirk) {
 }
 
 TEST(DirectoryString, decoding_takes_the_tag_as_codeset) {
-    struct Case {
-        const char* frame;
-        unsigned int cs;
-        const char* value;
-    };
-    const Case cases[] = {
+    const InputCase cases[] = {
         {"0C 02 C3 A9", 12, "C3 A9"}, {"13 02 61 62", 19, "61 62"}, {"14 02 C2 65", 20, "C2 65"},
         {"16 01 E9", 22, "E9"},      {"1C 04 00 00 20 AC", 28, "00 00 20 AC"},
         {"1E 02 20 AC", 30, "20 AC"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.frame);
+    for (const InputCase& c : cases) {
+        SCOPED_TRACE(c.input);
         qb_asn_directoryString dir(security_off);
-        EXPECT_EQ(read_frame(dir, hex(c.frame)), 0u);
+        EXPECT_EQ(read_frame(dir, hex(c.input)), 0u);
         EXPECT_EQ(dir.get_codeset(), c.cs);
         EXPECT_EQ(dir.get_tag(), c.cs);
-        EXPECT_EQ(value_of(dir), hex(c.value));
-        EXPECT_EQ(write_frame(dir).bytes, hex(c.frame));
+        EXPECT_EQ(value_of(dir), hex(c.octets));
+        EXPECT_EQ(write_frame(dir).bytes, hex(c.input));
     }
 }
 
@@ -1171,23 +1167,19 @@ TEST(DirectoryString, set_preferred_codeset_printable_wins_quirk) {
 }
 
 TEST(DirectoryString, set_preferred_codeset_converts_and_remembers) {
-    struct Case {
-        unsigned int cs;
-        const char* value;
-    };
-    const Case cases[] = {
+    const CodedOctets cases[] = {
         {12, "61 3D 62"},
         {20, "61 3D 62"},
         {28, "00 00 00 61 00 00 00 3D 00 00 00 62"},
         {30, "00 61 00 3D 00 62"},
     };
-    for (const Case& c : cases) {
+    for (const CodedOctets& c : cases) {
         SCOPED_TRACE(c.cs);
         Directory dir(22, "61 3D 62");  // not printable
         EXPECT_EQ(dir.set_preferred_codeset(c.cs), 0u);
         EXPECT_EQ(dir.get_codeset(), c.cs);
         EXPECT_EQ(dir.preferred_codeset, c.cs);
-        EXPECT_EQ(value_of(dir), hex(c.value));
+        EXPECT_EQ(value_of(dir), hex(c.octets));
     }
 }
 
@@ -1276,9 +1268,7 @@ TEST(DirectoryString, normalize_after_set_preferred_codeset) {
 }
 
 TEST(DirectoryString, normalize_of_visible_value_fails_quirk) {
-    Directory dir(26, "61 62");
-    EXPECT_EQ(dir.normalize(), kConv);
-    expect_holds(dir, 26, "61 62");
+    expect_refused_keeps(26, "61 62", [](Directory& dir) { return dir.normalize(); });
 }
 
 TEST(DirectoryString, normalize_of_absent_value) {
@@ -1305,18 +1295,8 @@ TEST(DirectoryString, other_classes_do_not_normalize) {
 // ---- encoding and decoding ----
 
 TEST(CharstringEncoding, round_trips_with_tag_equal_to_codeset) {
-    qb_asn_printableString printable(security_off);
-    qb_asn_visibleString visible(security_off);
-    qb_asn_teletexString teletex(security_off);
-    qb_asn_UTF8String utf8(security_off);
-    qb_asn_bmpString bmp(security_off);
-    qb_asn_universalString universal(security_off);
-    qb_asn_printableString printable2(security_off);
-    qb_asn_visibleString visible2(security_off);
-    qb_asn_teletexString teletex2(security_off);
-    qb_asn_UTF8String utf82(security_off);
-    qb_asn_bmpString bmp2(security_off);
-    qb_asn_universalString universal2(security_off);
+    // Each class writes with one object and reads back with another.
+    EveryClass w, r;
     struct Pair {
         qb_asn_charstring* writer;
         qb_asn_charstring* reader;
@@ -1324,12 +1304,12 @@ TEST(CharstringEncoding, round_trips_with_tag_equal_to_codeset) {
         const char* frame;
     };
     const Pair pairs[] = {
-        {&printable, &printable2, Setter::printable, "13 03 61 3D 62"},
-        {&visible, &visible2, Setter::visible, "1A 03 61 3D 62"},
-        {&teletex, &teletex2, Setter::t61, "14 03 61 3D 62"},
-        {&utf8, &utf82, Setter::utf8, "0C 03 61 3D 62"},
-        {&bmp, &bmp2, Setter::bmp, "1E 04 00 61 20 AC"},
-        {&universal, &universal2, Setter::univ_r, "1C 04 00 00 00 61"},
+        {&w.printable, &r.printable, Setter::printable, "13 03 61 3D 62"},
+        {&w.visible, &r.visible, Setter::visible, "1A 03 61 3D 62"},
+        {&w.teletex, &r.teletex, Setter::t61, "14 03 61 3D 62"},
+        {&w.utf8, &r.utf8, Setter::utf8, "0C 03 61 3D 62"},
+        {&w.bmp, &r.bmp, Setter::bmp, "1E 04 00 61 20 AC"},
+        {&w.universal, &r.universal, Setter::univ_r, "1C 04 00 00 00 61"},
     };
     for (const Pair& p : pairs) {
         SCOPED_TRACE(p.writer->get_type_name());

@@ -861,13 +861,7 @@ void* test_realloc(void* p, size_t n) { return g_fail_realloc ? nullptr : std::r
 void* test_calloc(size_t c, size_t n) { return std::calloc(c, n); }
 
 qb_memory_funcs_t failing_hooks() {
-    qb_memory_funcs_t f{};
-    f.use_plain_hooks = 1;
-    f.malloc_hook = test_malloc;
-    f.free_hook = test_free;
-    f.realloc_hook = test_realloc;
-    f.calloc_hook = test_calloc;
-    return f;
+    return qb_test::with_plain_hooks(test_malloc, test_free, test_realloc, test_calloc);
 }
 
 TEST(Converters, out_of_memory_restores_where_failure_restores) {

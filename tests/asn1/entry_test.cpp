@@ -61,6 +61,29 @@ bool has_pattern(const T& r) {
     return std::memcmp(&r, &expected, sizeof r) == 0;
 }
 
+// expect_decode_leaves: decoding `hex_text` as `type` under `version` into a
+// Flat filled with the pattern gives `status` and leaves the pattern.
+template <class Flat>
+void expect_decode_leaves(int version, const char* hex_text, unsigned int type, int status) {
+    Flat r;
+    fill_pattern(r);
+    EXPECT_EQ(decode_obj(version, hex(hex_text), type, &r), status);
+    EXPECT_TRUE(has_pattern(r));
+}
+
+// round_trip_obj: qbasn_encode_obj of `in` as `type` under `version` gives
+// `want_hex`; qbasn_decode_obj reads those octets back into `out` (zeroed
+// first), which the caller checks and frees.
+template <class Flat>
+void round_trip_obj(int version, Flat& in, unsigned int type, const char* want_hex, Flat& out) {
+    out = {};
+    int rc = -2;
+    const bytes_t b = encode_obj(version, &in, type, &rc);
+    ASSERT_EQ(rc, 0);
+    EXPECT_EQ(b, hex(want_hex));
+    ASSERT_EQ(decode_obj(version, b, type, &out), 0);
+}
+
 // is_documented_status: 0 or a member of the library's status family.
 bool is_documented_status(int rc) {
     const auto u = static_cast<unsigned int>(rc);
@@ -69,67 +92,71 @@ bool is_documented_status(int rc) {
 
 // ---- the vectors ----
 
+// kListSegmented: the update list {7, "ab", 8}, {9, "cde", 10}, version 5;
+// the list and its first element with indefinite lengths, the first text in
+// three segments (one nested), the second text constructed with a definite
+// length.
+constexpr const char* kListSegmented =
+    "04 05 AC DC 30 80  02 01 01  30 80"
+    "  30 80 02 01 01 02 01 07 24 80 04 01 61 24 80 04 01 62 00 00 04 01 00 00 00 02 01 08 00 00"
+    "  30 13 02 01 01 02 01 09 24 08 04 02 63 64 04 02 65 00 02 01 0A"
+    "  00 00  00 00";
 
-// A certificate request with both texts and a body, version 3.
+// kCertSegmented: the certificate request {"key-1", "z", AA BB CC DD},
+// version 3; the record with an indefinite length, text_a constructed
+// (definite), text_b constructed (indefinite), the body constructed
+// (indefinite, with a nested definite segment).
+constexpr const char* kCertSegmented =
+    "04 03 AC DC 30 80  02 01 01"
+    "  24 0A 04 03 6B 65 79 04 03 2D 31 00"
+    "  24 80 04 01 7A 04 01 00 00 00"
+    "  24 80 24 06 04 01 AA 04 01 BB 04 02 CC DD 00 00"
+    "  00 00";
 
 // ==== type 262: a bare INTEGER ====
 
-TEST(QbasnEncodeObj, integer_zero_with_version_seven) {
-    int x = 0;
-    int rc = -2;
-    EXPECT_EQ(encode_obj(7, &x, kInt, &rc), hex("04 07 AC DC 02 01 00"));
-    EXPECT_EQ(rc, 0);
-}
-
-TEST(QbasnDecodeObj, integer_zero_with_version_seven) {
-    int y = 99;
-    EXPECT_EQ(decode_obj(7, hex("04 07 AC DC 02 01 00"), kInt, &y), 0);
-    EXPECT_EQ(y, 0);
-}
-
 TEST(QbasnDecodeObj, integer_with_another_version_leaves_the_record) {
-    int y = 99;
-    EXPECT_EQ(decode_obj(6, hex("04 07 AC DC 02 01 00"), kInt, &y), 0x10652196);
-    EXPECT_EQ(y, 99);
+    expect_decode_leaves<int>(6, "04 07 AC DC 02 01 00", kInt, 0x10652196);
 }
 
+// A bare INTEGER travels in the envelope of the version it is given; its
+// edges round-trip.
 TEST(QbasnEncodeObj, integer_edges_round_trip) {
     struct IntCase {
+        const char* name;
+        int version;
         int value;
         const char* hex;
     };
     const IntCase cases[] = {
-        {0, "04 01 AC DC 02 01 00"},
-        {127, "04 01 AC DC 02 01 7F"},
-        {128, "04 01 AC DC 02 02 00 80"},
-        {255, "04 01 AC DC 02 02 00 FF"},
-        {256, "04 01 AC DC 02 02 01 00"},
-        {-1, "04 01 AC DC 02 01 FF"},
-        {INT_MAX, "04 01 AC DC 02 04 7F FF FF FF"},
-        {INT_MIN, "04 01 AC DC 02 04 80 00 00 00"},
+        {"zero with version seven", 7, 0, "04 07 AC DC 02 01 00"},
+        {"zero", 1, 0, "04 01 AC DC 02 01 00"},
+        {"largest of one octet", 1, 127, "04 01 AC DC 02 01 7F"},
+        {"smallest of two octets", 1, 128, "04 01 AC DC 02 02 00 80"},
+        {"255 needs a leading zero", 1, 255, "04 01 AC DC 02 02 00 FF"},
+        {"256", 1, 256, "04 01 AC DC 02 02 01 00"},
+        {"minus one", 1, -1, "04 01 AC DC 02 01 FF"},
+        {"INT_MAX", 1, INT_MAX, "04 01 AC DC 02 04 7F FF FF FF"},
+        {"INT_MIN", 1, INT_MIN, "04 01 AC DC 02 04 80 00 00 00"},
     };
     for (const IntCase& c : cases) {
-        SCOPED_TRACE(c.value);
+        SCOPED_TRACE(c.name);
         int x = c.value;
         int rc = -2;
-        EXPECT_EQ(encode_obj(1, &x, kInt, &rc), hex(c.hex));
+        EXPECT_EQ(encode_obj(c.version, &x, kInt, &rc), hex(c.hex));
         EXPECT_EQ(rc, 0);
         int y = 12345;
-        EXPECT_EQ(decode_obj(1, hex(c.hex), kInt, &y), 0);
+        EXPECT_EQ(decode_obj(c.version, hex(c.hex), kInt, &y), 0);
         EXPECT_EQ(y, c.value);
     }
 }
 
 TEST(QbasnDecodeObj, integer_wider_than_32_bits_leaves_the_record) {
-    int y = 99;
-    EXPECT_EQ(decode_obj(7, hex("04 07 AC DC 02 05 01 02 03 04 05"), kInt, &y), 0x10652199);
-    EXPECT_EQ(y, 99);
+    expect_decode_leaves<int>(7, "04 07 AC DC 02 05 01 02 03 04 05", kInt, 0x10652199);
 }
 
 TEST(QbasnDecodeObj, integer_with_another_identifier_is_refused) {
-    int y = 99;
-    EXPECT_EQ(decode_obj(7, hex("04 07 AC DC 04 01 00"), kInt, &y), 0x106521A4);
-    EXPECT_EQ(y, 99);
+    expect_decode_leaves<int>(7, "04 07 AC DC 04 01 00", kInt, 0x106521A4);
 }
 
 TEST(QbasnObjFree, integer_frees_nothing_and_never_reads_the_record) {
@@ -204,13 +231,8 @@ TEST(QbasnEncodeObj, null_record_is_refused) {
 TEST(QbasnEncodeObj, update_list_round_trip) {
     kxobj_update_s_t items[2] = {{5, const_cast<char*>("x"), -1}, {128, nullptr, 0}};
     kxobj_update_list_s_t in = {2, items};
-    int rc = -2;
-    const bytes_t b = encode_obj(5, &in, kList, &rc);
-    ASSERT_EQ(rc, 0);
-    EXPECT_EQ(b, hex(kListV5));
-
-    kxobj_update_list_s_t out = {};
-    ASSERT_EQ(decode_obj(5, b, kList, &out), 0);
+    kxobj_update_list_s_t out;
+    round_trip_obj(5, in, kList, kListV5, out);
     expect_list_v5(out);  // a null text comes back as an allocated empty text
     EXPECT_EQ(qbasn_obj_free(5, kList, &out), 0);
 }
@@ -261,10 +283,7 @@ TEST(QbasnEncodeObj, version_keeps_its_low_eight_bits) {
 }
 
 TEST(QbasnDecodeObj, update_list_with_another_version_leaves_the_record) {
-    kxobj_update_list_s_t r;
-    fill_pattern(r);
-    EXPECT_EQ(decode_obj(6, hex(kListV5), kList, &r), 0x10652196);
-    EXPECT_TRUE(has_pattern(r));
+    expect_decode_leaves<kxobj_update_list_s_t>(6, kListV5, kList, 0x10652196);
 }
 
 TEST(QbasnDecodeObj, no_envelope_leaves_the_record) {
@@ -291,21 +310,11 @@ TEST(QbasnDecodeObj, no_envelope_leaves_the_record) {
 
 TEST(QbasnDecodeObj, update_list_of_another_shape_leaves_the_record) {
     // A SET where the SEQUENCE belongs: the read fails before get_value.
-    kxobj_update_list_s_t r;
-    fill_pattern(r);
-    EXPECT_EQ(decode_obj(5, hex("04 05 AC DC 31 05  02 01 01  30 00"), kList, &r), 0x106521A4);
-    EXPECT_TRUE(has_pattern(r));
+    expect_decode_leaves<kxobj_update_list_s_t>(5, "04 05 AC DC 31 05  02 01 01  30 00", kList, 0x106521A4);
 }
 
 TEST(QbasnDecodeObj, update_list_read_from_segmented_and_indefinite_input) {
-    // The list and its element with indefinite lengths; the first text in
-    // three segments (one nested), the second text constructed with a
-    // definite length.
-    const bytes_t b = hex(
-        "04 05 AC DC 30 80  02 01 01  30 80"
-        "  30 80 02 01 01 02 01 07 24 80 04 01 61 24 80 04 01 62 00 00 04 01 00 00 00 02 01 08 00 00"
-        "  30 13 02 01 01 02 01 09 24 08 04 02 63 64 04 02 65 00 02 01 0A"
-        "  00 00  00 00");
+    const bytes_t b = hex(kListSegmented);
     kxobj_update_list_s_t r = {};
     ASSERT_EQ(decode_obj(5, b, kList, &r), 0);
     ASSERT_EQ(r.count, 2U);
@@ -345,13 +354,8 @@ TEST(QbasnDecodeObj, record_content_starts_with_integer_one) {
 TEST(QbasnEncodeObj, cert_request_round_trip) {
     unsigned char body[2] = {0x01, 0x02};
     cert_request_in in = {const_cast<char*>("a"), const_cast<char*>("bc"), 2, body};
-    int rc = -2;
-    const bytes_t b = encode_obj(3, &in, kCert, &rc);
-    ASSERT_EQ(rc, 0);
-    EXPECT_EQ(b, hex(kCertV3));
-
-    cert_request_in out = {};
-    ASSERT_EQ(decode_obj(3, b, kCert, &out), 0);
+    cert_request_in out;
+    round_trip_obj(3, in, kCert, kCertV3, out);
     expect_cert_v3(out);
     EXPECT_NE(out.body, body);
     EXPECT_EQ(qbasn_obj_free(3, kCert, &out), 0);
@@ -359,14 +363,9 @@ TEST(QbasnEncodeObj, cert_request_round_trip) {
 
 TEST(QbasnEncodeObj, cert_request_without_body) {
     cert_request_in in = {const_cast<char*>("a"), const_cast<char*>("bc"), 0, nullptr};
-    int rc = -2;
-    const bytes_t b = encode_obj(3, &in, kCert, &rc);
-    ASSERT_EQ(rc, 0);
+    cert_request_in out;
     // The version and the two texts; no body.
-    EXPECT_EQ(b, hex("04 03 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00"));
-
-    cert_request_in out = {};
-    ASSERT_EQ(decode_obj(3, b, kCert, &out), 0);
+    round_trip_obj(3, in, kCert, "04 03 AC DC 30 0C  02 01 01  04 02 61 00  04 03 62 63 00", out);
     EXPECT_EQ(out.body_len, 0U);
     EXPECT_EQ(out.body, nullptr);
     EXPECT_STREQ(out.text_a, "a");
@@ -375,13 +374,8 @@ TEST(QbasnEncodeObj, cert_request_without_body) {
 
 TEST(QbasnEncodeObj, cert_request_with_null_texts) {
     cert_request_in in = {nullptr, const_cast<char*>("b"), 0, nullptr};
-    int rc = -2;
-    const bytes_t b = encode_obj(3, &in, kCert, &rc);
-    ASSERT_EQ(rc, 0);
-    EXPECT_EQ(b, hex("04 03 AC DC 30 0A  02 01 01  04 01 00  04 02 62 00"));
-
-    cert_request_in out = {};
-    ASSERT_EQ(decode_obj(3, b, kCert, &out), 0);
+    cert_request_in out;
+    round_trip_obj(3, in, kCert, "04 03 AC DC 30 0A  02 01 01  04 01 00  04 02 62 00", out);
     ASSERT_NE(out.text_a, nullptr);
     EXPECT_STREQ(out.text_a, "");
     EXPECT_STREQ(out.text_b, "b");
@@ -396,22 +390,11 @@ TEST(QbasnEncodeObj, cert_request_body_without_octets_encodes_nothing) {
 }
 
 TEST(QbasnDecodeObj, cert_request_with_another_version_leaves_the_record) {
-    cert_request_in r;
-    fill_pattern(r);
-    EXPECT_EQ(decode_obj(2, hex(kCertV3), kCert, &r), 0x10652196);
-    EXPECT_TRUE(has_pattern(r));
+    expect_decode_leaves<cert_request_in>(2, kCertV3, kCert, 0x10652196);
 }
 
 TEST(QbasnDecodeObj, cert_request_read_from_segmented_and_indefinite_input) {
-    // Record with an indefinite length; text_a constructed (definite),
-    // text_b constructed (indefinite), body constructed (indefinite, with a
-    // nested definite segment).
-    const bytes_t b = hex(
-        "04 03 AC DC 30 80  02 01 01"
-        "  24 0A 04 03 6B 65 79 04 03 2D 31 00"
-        "  24 80 04 01 7A 04 01 00 00 00"
-        "  24 80 24 06 04 01 AA 04 01 BB 04 02 CC DD 00 00"
-        "  00 00");
+    const bytes_t b = hex(kCertSegmented);
     cert_request_in r = {};
     ASSERT_EQ(decode_obj(3, b, kCert, &r), 0);
     EXPECT_STREQ(r.text_a, "key-1");
@@ -423,10 +406,7 @@ TEST(QbasnDecodeObj, cert_request_read_from_segmented_and_indefinite_input) {
 
 TEST(QbasnDecodeObj, cert_request_text_members_refuse_other_identifiers) {
     // A UTF8String where the first text belongs.
-    cert_request_in r;
-    fill_pattern(r);
-    EXPECT_EQ(decode_obj(3, hex("04 03 AC DC 30 09  02 01 01  0C 01 00  04 01 00"), kCert, &r), 0x106521A4);
-    EXPECT_TRUE(has_pattern(r));
+    expect_decode_leaves<cert_request_in>(3, "04 03 AC DC 30 09  02 01 01  0C 01 00  04 01 00", kCert, 0x106521A4);
 }
 
 // ==== qbasn_version ====
@@ -463,27 +443,28 @@ TEST(QbasnVersion, encoded_block_carries_an_envelope) {
 
 // ==== qb_asn_buffer_copy ====
 
-TEST(QbAsnBufferCopy, null_data_with_a_length_gives_an_empty_copy) {
-    qb_asn_buffer_t from = {5, nullptr};
-    unsigned char sentinel = 0;
-    qb_asn_buffer_t to = {9, &sentinel};
-    unsigned int status = 77;
-    qb_asn_buffer_copy(from, to, status);
-    EXPECT_EQ(to.length, 0U);
-    EXPECT_EQ(to.data, nullptr);
-    EXPECT_EQ(status, 0U);
-}
-
-TEST(QbAsnBufferCopy, empty_buffer_gives_an_empty_copy) {
-    unsigned char byte = 1;
-    qb_asn_buffer_t from = {0, &byte};
-    unsigned char sentinel = 0;
-    qb_asn_buffer_t to = {9, &sentinel};
-    unsigned int status = 77;
-    qb_asn_buffer_copy(from, to, status);
-    EXPECT_EQ(to.length, 0U);
-    EXPECT_EQ(to.data, nullptr);
-    EXPECT_EQ(status, 0U);
+// A block with null data (whatever its length) and a block of length 0 both
+// copy to an empty block: length 0, null data, status 0.
+TEST(QbAsnBufferCopy, null_data_or_empty_buffer_gives_an_empty_copy) {
+    static unsigned char byte = 1;
+    struct EmptyCase {
+        const char* name;
+        qb_asn_buffer_t from;
+    };
+    const EmptyCase cases[] = {
+        {"null data with a length", {5, nullptr}},
+        {"empty buffer", {0, &byte}},
+    };
+    for (const EmptyCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        unsigned char sentinel = 0;
+        qb_asn_buffer_t to = {9, &sentinel};
+        unsigned int status = 77;
+        qb_asn_buffer_copy(c.from, to, status);
+        EXPECT_EQ(to.length, 0U);
+        EXPECT_EQ(to.data, nullptr);
+        EXPECT_EQ(status, 0U);
+    }
 }
 
 TEST(QbAsnBufferCopy, copies_an_encoded_block) {
@@ -555,18 +536,9 @@ struct HostileCase {
 constexpr HostileCase kHostileCases[] = {
     {"update list", kList, 5, kListV5},
     {"empty update list", kList, 4, "04 04 AC DC 30 05  02 01 01  30 00"},
-    {"segmented update list", kList, 5,
-     "04 05 AC DC 30 80  02 01 01  30 80"
-     "  30 80 02 01 01 02 01 07 24 80 04 01 61 24 80 04 01 62 00 00 04 01 00 00 00 02 01 08 00 00"
-     "  30 13 02 01 01 02 01 09 24 08 04 02 63 64 04 02 65 00 02 01 0A"
-     "  00 00  00 00"},
+    {"segmented update list", kList, 5, kListSegmented},
     {"cert request", kCert, 3, kCertV3},
-    {"segmented cert request", kCert, 3,
-     "04 03 AC DC 30 80  02 01 01"
-     "  24 0A 04 03 6B 65 79 04 03 2D 31 00"
-     "  24 80 04 01 7A 04 01 00 00 00"
-     "  24 80 24 06 04 01 AA 04 01 BB 04 02 CC DD 00 00"
-     "  00 00"},
+    {"segmented cert request", kCert, 3, kCertSegmented},
     {"integer", kInt, 7, "04 07 AC DC 02 04 80 00 00 01"},
 };
 

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,6 @@
 #include "support/hex.h"
 
 namespace {
-
-using qb_test::read_case;
 
 // ---- test records ----
 
@@ -140,6 +139,13 @@ struct Block {
     Block& operator=(const Block&) = delete;
 };
 
+// load_ok: loads the caller's block `text` (hex) into `obj`; loading must
+// succeed.
+void load_ok(qb_asn_object& obj, int version, const char* text) {
+    Block b(text);
+    EXPECT_EQ(0u, qb_asnbase::loadObject(obj, version, b.buf));
+}
+
 // save_ok: the saved octets; saving must succeed.
 std::vector<unsigned char> save_ok(qb_asn_object& obj, int version) {
     unsigned int rc = 1;
@@ -184,6 +190,37 @@ void fill_outer(Outer& r) {
     r.second.b.set_value(static_cast<const char*>(nullptr));
 }
 
+// LoadCase: a block loaded into a fresh OneInt with `version`: the status,
+// and the member's value (none: the member is absent).
+struct LoadCase {
+    const char *name, *hex;
+    int version;
+    unsigned int status;
+    std::optional<long> n;
+};
+
+// expect_load: loading the row's block gives its status and member.
+void expect_load(const LoadCase& c) {
+    SCOPED_TRACE(c.name);
+    Block b(c.hex);
+    OneInt r(security_off);
+    EXPECT_EQ(c.status, qb_asnbase::loadObject(r, c.version, b.buf));
+    if (c.n.has_value())
+        EXPECT_EQ(*c.n, int_of(r.n));
+    else
+        EXPECT_FALSE(r.n.is_present());
+}
+
+// expect_outer_filled: `r` holds the values fill_outer sets.
+void expect_outer_filled(const Outer& r) {
+    EXPECT_EQ(1000, int_of(r.id));
+    EXPECT_EQ(-129, int_of(r.inner.a));
+    EXPECT_EQ("xy", stored_text(r.inner.b));
+    EXPECT_EQ(1, bool_of(r.flag));
+    EXPECT_EQ(0, int_of(r.second.a));
+    EXPECT_EQ("", stored_text(r.second.b));
+}
+
 const char* const kOuterBlock =
     "04 05 AC DC 30 1A 02 02 03 E8 30 09 02 02 FF 7F 04 03 78 79 00 01 01 FF"
     " 30 06 02 01 00 04 01 00";
@@ -199,10 +236,7 @@ TEST(Asnbase, is_a_sequence) {
     EXPECT_STREQ("SEQUENCE", r.get_type_name());
     EXPECT_EQ(0u, r.get_child_count());
     EXPECT_TRUE(r.is_present());
-}
-
-TEST(Asnbase, empty_record_saves_as_empty_sequence) {
-    qb_asnbase r(security_off);
+    // Empty, it saves as an empty sequence.
     EXPECT_EQ(hex("04 05 AC DC 30 00"), save_ok(r, 5));
 }
 
@@ -359,9 +393,8 @@ TEST(SaveEncoding, optional_and_default_members_left_out) {
 // ---- loadObject ----
 
 TEST(LoadObject, reads_record_after_header) {
-    Block b("04 05 AC DC 30 0B 02 01 05 01 01 FF 04 03 68 69 00");
     SimpleRecord r(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
+    load_ok(r, 5, "04 05 AC DC 30 0B 02 01 05 01 01 FF 04 03 68 69 00");
     EXPECT_TRUE(r.is_present());
     EXPECT_EQ(5, int_of(r.number));
     EXPECT_EQ(1, bool_of(r.flag));
@@ -390,47 +423,56 @@ TEST(LoadObject, saved_block_loads_with_same_version_only) {
     qb_asn_buffer_free(block);
 }
 
-TEST(LoadObject, version_compared_on_low_eight_bits) {
-    Block b("04 05 AC DC 30 03 02 01 07");
-    OneInt r(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(r, 0x105, b.buf));
-    EXPECT_EQ(7, int_of(r.n));
-    Block ff("04 FF AC DC 30 03 02 01 07");
-    OneInt s(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(s, -1, ff.buf));
-    EXPECT_EQ(7, int_of(s.n));
+TEST(LoadObject, one_member_records) {
+    const LoadCase cases[] = {
+        // The version is compared on its low eight bits.
+        {"version 0x105", "04 05 AC DC 30 03 02 01 07", 0x105, 0x00000000, 7},
+        {"version -1", "04 FF AC DC 30 03 02 01 07", -1, 0x00000000, 7},
+        {"indefinite length record", "04 05 AC DC 30 80 02 01 07 00 00", 5, 0x00000000, 7},
+        {"trailing octets are ignored", "04 05 AC DC 30 03 02 01 07 DE AD BE EF", 5, 0x00000000, 7},
+        {"trailing zero octets are ignored", "04 05 AC DC 30 03 02 01 08 00 00", 5, 0x00000000, 8},
+        // Five octets pass the header; an offset at or past the end reads an empty view.
+        {"five octets", "04 05 AC DC 30", 5, 0x10652198, std::nullopt},
+        {"offset at the end", "09 05 AC DC 30 03 02 01 07", 5, 0x10652198, std::nullopt},
+        {"offset past the end", "FF 05 AC DC 30 03 02 01 07", 5, 0x10652198, std::nullopt},
+        // The record's read status passes through.
+        {"surplus content", "04 05 AC DC 30 06 02 01 07 02 01 08", 5, 0x106521A5, std::nullopt},
+        {"other identifier", "04 05 AC DC 31 03 02 01 07", 5, 0x106521A4, std::nullopt},
+        {"length past the end", "04 05 AC DC 30 04 02 01 07", 5, 0x10652198, std::nullopt},
+        {"member missing", "04 05 AC DC 30 00", 5, 0x10652198, std::nullopt},
+        {"member of another type", "04 05 AC DC 30 03 01 01 FF", 5, 0x106521A4, std::nullopt},
+        {"primitive sequence", "04 05 AC DC 10 03 02 01 07", 5, 0x1065219F, std::nullopt},
+    };
+    for (const LoadCase& c : cases) expect_load(c);
 }
 
 TEST(LoadObject, refusals_read_nothing) {
-    struct Case {
-        const char *name, *hex;
-        int version;
+    // Refused at version 5: the header does not match.
+    const char* const refused[][2] = {
+        {"other version", "04 06 AC DC 30 03 02 01 07"},
+        {"older version", "04 04 AC DC 30 03 02 01 07"},
+        {"exactly four octets", "04 05 AC DC"},
+        {"three octets", "04 05 AC"},
+        {"one octet", "04"},
+        {"first signature octet wrong", "04 05 AD DC 30 03 02 01 07"},
+        {"second signature octet wrong", "04 05 AC DD 30 03 02 01 07"},
+        {"signature swapped", "04 05 DC AC 30 03 02 01 07"},
+        {"offset zero", "00 05 AC DC 30 03 02 01 07"},
+        {"offset zero, no payload", "00 05 AC DC 00"},
     };
-    const Case cases[] = {
-        {"other version", "04 06 AC DC 30 03 02 01 07", 5},
-        {"older version", "04 04 AC DC 30 03 02 01 07", 5},
-        {"exactly four octets", "04 05 AC DC", 5},
-        {"three octets", "04 05 AC", 5},
-        {"one octet", "04", 5},
-        {"first signature octet wrong", "04 05 AD DC 30 03 02 01 07", 5},
-        {"second signature octet wrong", "04 05 AC DD 30 03 02 01 07", 5},
-        {"signature swapped", "04 05 DC AC 30 03 02 01 07", 5},
-        {"offset zero", "00 05 AC DC 30 03 02 01 07", 5},
-        {"offset zero, no payload", "00 05 AC DC 00", 5},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        Block b(c.hex);
+    for (const auto& [name, text] : refused) {
+        SCOPED_TRACE(name);
+        Block b(text);
         OneInt r(security_off);
         r.n.set_value(3L);
         ASSERT_TRUE(r.is_present());
-        EXPECT_EQ(0x10652196u, qb_asnbase::loadObject(r, c.version, b.buf));
+        EXPECT_EQ(0x10652196u, qb_asnbase::loadObject(r, 5, b.buf));
         // The record keeps its value and presence.
         EXPECT_TRUE(r.is_present());
         EXPECT_TRUE(r.n.is_present());
         EXPECT_EQ(3, int_of(r.n));
         // The caller's block is not changed.
-        EXPECT_EQ(hex(c.hex), b.bytes);
+        EXPECT_EQ(hex(text), b.bytes);
         EXPECT_EQ(b.bytes.data(), b.buf.data);
         EXPECT_EQ(b.bytes.size(), b.buf.length);
     }
@@ -442,79 +484,18 @@ TEST(LoadObject, empty_block_is_refused) {
     EXPECT_EQ(0x10652196u, qb_asnbase::loadObject(r, 5, empty));
 }
 
-TEST(LoadObject, five_octets_pass_the_header) {
-    Block b("04 05 AC DC 30");
-    OneInt r(security_off);
-    EXPECT_EQ(0x10652198u, qb_asnbase::loadObject(r, 5, b.buf));
-}
-
 TEST(LoadObject, offset_six_reads_from_octet_six_quirk) {
-    Block b("06 05 AC DC EE EE 30 03 02 01 07");
-    OneInt r(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
-    EXPECT_EQ(7, int_of(r.n));
+    expect_load({"offset six", "06 05 AC DC EE EE 30 03 02 01 07", 5, 0x00000000, 7});
 }
 
 TEST(LoadObject, offset_one_reads_inside_header_quirk) {
     // From octet 1 the reader finds 05 (a NULL identifier), not a SEQUENCE.
-    Block b("01 05 AC DC 30 03 02 01 07");
-    OneInt r(security_off);
-    EXPECT_EQ(0x106521A4u, qb_asnbase::loadObject(r, 5, b.buf));
-}
-
-TEST(LoadObject, offset_at_or_past_end_reads_empty_view) {
-    {
-        Block b("09 05 AC DC 30 03 02 01 07");
-        OneInt r(security_off);
-        EXPECT_EQ(0x10652198u, qb_asnbase::loadObject(r, 5, b.buf));
-    }
-    {
-        Block b("FF 05 AC DC 30 03 02 01 07");
-        OneInt r(security_off);
-        EXPECT_EQ(0x10652198u, qb_asnbase::loadObject(r, 5, b.buf));
-    }
-}
-
-TEST(LoadObject, trailing_octets_are_ignored) {
-    Block b("04 05 AC DC 30 03 02 01 07 DE AD BE EF");
-    OneInt r(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
-    EXPECT_EQ(7, int_of(r.n));
-    Block z("04 05 AC DC 30 03 02 01 08 00 00");
-    OneInt s(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(s, 5, z.buf));
-    EXPECT_EQ(8, int_of(s.n));
-}
-
-TEST(LoadObject, read_status_passes_through) {
-    const read_case cases[] = {
-        {"surplus content", "04 05 AC DC 30 06 02 01 07 02 01 08", 0x106521A5},
-        {"other identifier", "04 05 AC DC 31 03 02 01 07", 0x106521A4},
-        {"length past the end", "04 05 AC DC 30 04 02 01 07", 0x10652198},
-        {"member missing", "04 05 AC DC 30 00", 0x10652198},
-        {"member of another type", "04 05 AC DC 30 03 01 01 FF", 0x106521A4},
-        {"primitive sequence", "04 05 AC DC 10 03 02 01 07", 0x1065219F},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        Block b(c.hex);
-        OneInt r(security_off);
-        EXPECT_EQ(c.status, qb_asnbase::loadObject(r, 5, b.buf));
-        EXPECT_FALSE(r.n.is_present());
-    }
-}
-
-TEST(LoadObject, indefinite_length_record) {
-    Block b("04 05 AC DC 30 80 02 01 07 00 00");
-    OneInt r(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
-    EXPECT_EQ(7, int_of(r.n));
+    expect_load({"offset one", "01 05 AC DC 30 03 02 01 07", 5, 0x106521A4, std::nullopt});
 }
 
 TEST(LoadObject, any_object_can_be_loaded) {
-    Block b("04 07 AC DC 02 01 05");
     qbasn_integer i(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(i, 7, b.buf));
+    load_ok(i, 7, "04 07 AC DC 02 01 05");
     EXPECT_EQ(5, int_of(i));
 }
 
@@ -528,12 +509,7 @@ TEST(LoadObject, load_replaces_previous_values) {
     r.second.a.set_value(3L);
     r.second.b.set_value("older");
     EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
-    EXPECT_EQ(1000, int_of(r.id));
-    EXPECT_EQ(-129, int_of(r.inner.a));
-    EXPECT_EQ("xy", stored_text(r.inner.b));
-    EXPECT_EQ(1, bool_of(r.flag));
-    EXPECT_EQ(0, int_of(r.second.a));
-    EXPECT_EQ("", stored_text(r.second.b));
+    expect_outer_filled(r);
 }
 
 // ---- round trips ----
@@ -552,12 +528,7 @@ TEST(EnvelopeRoundTrip, nested_records) {
     EXPECT_TRUE(dst.is_present());
     EXPECT_TRUE(dst.inner.is_present());
     EXPECT_TRUE(dst.second.is_present());
-    EXPECT_EQ(1000, int_of(dst.id));
-    EXPECT_EQ(-129, int_of(dst.inner.a));
-    EXPECT_EQ("xy", stored_text(dst.inner.b));
-    EXPECT_EQ(1, bool_of(dst.flag));
-    EXPECT_EQ(0, int_of(dst.second.a));
-    EXPECT_EQ("", stored_text(dst.second.b));
+    expect_outer_filled(dst);
     EXPECT_EQ(hex(kOuterBlock), save_ok(dst, 5));
     qb_asn_buffer_free(block);
 }
@@ -577,18 +548,16 @@ TEST(EnvelopeRoundTrip, secure_records) {
 }
 
 TEST(EnvelopeRoundTrip, optional_and_default_members) {
-    Block b("04 05 AC DC 30 03 02 01 01");
     OptRecord r(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
+    load_ok(r, 5, "04 05 AC DC 30 03 02 01 01");
     EXPECT_EQ(1, int_of(r.n));
     EXPECT_FALSE(r.note.is_present());
     EXPECT_FALSE(r.flag.is_present());
     EXPECT_EQ(0, bool_of(r.flag));  // the default
     EXPECT_EQ(hex("04 05 AC DC 30 03 02 01 01"), save_ok(r, 5));
 
-    Block full("04 05 AC DC 30 0A 02 01 01 04 02 6E 00 01 01 FF");
     OptRecord s(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(s, 5, full.buf));
+    load_ok(s, 5, "04 05 AC DC 30 0A 02 01 01 04 02 6E 00 01 01 FF");
     EXPECT_EQ("n", stored_text(s.note));
     EXPECT_EQ(1, bool_of(s.flag));
     EXPECT_EQ(hex("04 05 AC DC 30 0A 02 01 01 04 02 6E 00 01 01 FF"), save_ok(s, 5));
@@ -694,9 +663,8 @@ TEST(V37Asnbase, derived_record_needs_its_members) {
 }
 
 TEST(V37Asnbase, round_trip) {
-    Block b("04 05 AC DC 30 06 02 01 01 02 01 09");
     V37Record r(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
+    load_ok(r, 5, "04 05 AC DC 30 06 02 01 01 02 01 09");
     EXPECT_EQ(9, int_of(r.n));
     long v = 0;
     EXPECT_EQ(0u, r.version.get_value(v));
@@ -705,9 +673,8 @@ TEST(V37Asnbase, round_trip) {
 }
 
 TEST(V37Asnbase, read_takes_version_integer_as_it_comes) {
-    Block b("04 05 AC DC 30 06 02 01 03 02 01 09");
     V37Record r(security_off);
-    EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
+    load_ok(r, 5, "04 05 AC DC 30 06 02 01 03 02 01 09");
     long v = 0;
     EXPECT_EQ(0u, r.version.get_value(v));
     EXPECT_EQ(3, v);
@@ -784,17 +751,15 @@ TEST(AsnbaseDefault, absent_defaulted_member_is_left_out) {
 
 TEST(AsnbaseDefault, defaulted_member_round_trip) {
     {
-        Block b("04 05 AC DC 30 03 02 01 07");
         OuterWithDefault r(security_off);
-        EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
+        load_ok(r, 5, "04 05 AC DC 30 03 02 01 07");
         EXPECT_EQ(7, int_of(r.id));
         EXPECT_FALSE(r.inner.is_present());
         EXPECT_EQ(hex("04 05 AC DC 30 03 02 01 07"), save_ok(r, 5));
     }
     {
-        Block b("04 05 AC DC 30 0C 02 01 07 30 07 02 01 01 04 02 7A 00");
         OuterWithDefault r(security_off);
-        EXPECT_EQ(0u, qb_asnbase::loadObject(r, 5, b.buf));
+        load_ok(r, 5, "04 05 AC DC 30 0C 02 01 07 30 07 02 01 01 04 02 7A 00");
         EXPECT_TRUE(r.inner.is_present());
         EXPECT_EQ(1, int_of(r.inner.a));
         EXPECT_EQ("z", stored_text(r.inner.b));

@@ -390,56 +390,56 @@ TEST_F(QbasnDecodeObjOutOfMemory, integer_every_allocation) {
     EXPECT_GT(runs, 0);
 }
 
+// expect_site_failure: fails the allocations of decoding `block_hex` as
+// `type` under `version` one by one, into a zeroed Flat, until a failure's
+// standard-error line names `site`; that failure must give 0x10652065, its
+// line must match `line_pattern`, and `check` must pass on the record as
+// far as it was read. Every record goes back through qbasn_obj_free.
+template <class Flat, class Check>
+void expect_site_failure(int version, unsigned int type, const char* block_hex, const char* site,
+                         const char* line_pattern, Check check) {
+    bool seen = false;
+    for (long n = 0; n < kSweepLimit && !seen; ++n) {
+        Flat r = {};
+        bytes_t block = hex(block_hex);
+        qb_asn_buffer_t in = {static_cast<unsigned int>(block.size()), block.data()};
+        const actual act = run_entry(n, [&] { return tree_decode_obj(version, in, type, &r); });
+        if (!act.injected) break;
+        if (act.err.find(site) != std::string::npos) {
+            seen = true;
+            EXPECT_EQ(act.rc, 0x10652065);
+            EXPECT_TRUE(std::regex_match(act.err, std::regex(line_pattern))) << act.err;
+            check(r);
+        }
+        EXPECT_EQ(qbasn_obj_free(version, type, &r), 0);
+    }
+    EXPECT_TRUE(seen) << "no failure named " << site;
+}
+
 TEST_F(QbasnDecodeObjOutOfMemory, text_failure_prints_the_strvalue_line) {
     // Find the decode's first allocation made while copying a text out, and
     // fail exactly that one: the line names qb_get_strvalue's file.
-    bool seen = false;
-    for (long n = 0; n < kSweepLimit && !seen; ++n) {
-        kxobj_update_list_s_t r = {};
-        bytes_t block = hex(kListV5);
-        qb_asn_buffer_t in = {static_cast<unsigned int>(block.size()), block.data()};
-        const actual act = run_entry(n, [&] { return tree_decode_obj(5, in, kList, &r); });
-        if (!act.injected) break;
-        if (act.err.find("get_strvalue") != std::string::npos) {
-            seen = true;
-            EXPECT_EQ(act.rc, 0x10652065);
-            EXPECT_TRUE(std::regex_match(
-                act.err, std::regex("Exception: Out of memory get_strvalue\\(\\) \\[10652065\\] in asn1/asnutils "
-                                    "at line [1-9][0-9]*\n")))
-                << act.err;
+    expect_site_failure<kxobj_update_list_s_t>(
+        5, kList, kListV5, "get_strvalue",
+        "Exception: Out of memory get_strvalue\\(\\) \\[10652065\\] in asn1/asnutils at line [1-9][0-9]*\n",
+        [](const kxobj_update_list_s_t& r) {
             // The list was counted and allocated before its elements were read.
             EXPECT_EQ(r.count, 2U);
             EXPECT_NE(r.items, nullptr);
-        }
-        EXPECT_EQ(qbasn_obj_free(5, kList, &r), 0);
-    }
-    EXPECT_TRUE(seen);
+        });
 }
 
 TEST_F(QbasnDecodeObjOutOfMemory, body_failure_prints_the_obj_body_line) {
-    bool seen = false;
-    for (long n = 0; n < kSweepLimit && !seen; ++n) {
-        cert_request_in r = {};
-        bytes_t block = hex(kCertV3);
-        qb_asn_buffer_t in = {static_cast<unsigned int>(block.size()), block.data()};
-        const actual act = run_entry(n, [&] { return tree_decode_obj(3, in, kCert, &r); });
-        if (!act.injected) break;
-        if (act.err.find("get_obj_body") != std::string::npos) {
-            seen = true;
-            EXPECT_EQ(act.rc, 0x10652065);
-            EXPECT_TRUE(std::regex_match(
-                act.err, std::regex("Exception: Out of memory get_obj_body\\(\\) \\[10652065\\] in asn1/asn_kxobjs "
-                                    "at line [1-9][0-9]*\n")))
-                << act.err;
+    expect_site_failure<cert_request_in>(
+        3, kCert, kCertV3, "get_obj_body",
+        "Exception: Out of memory get_obj_body\\(\\) \\[10652065\\] in asn1/asn_kxobjs at line [1-9][0-9]*\n",
+        [](const cert_request_in& r) {
             // Both texts were read before the body; the body stays null with length 0.
             EXPECT_STREQ(r.text_a, "a");
             EXPECT_STREQ(r.text_b, "bc");
             EXPECT_EQ(r.body, nullptr);
             EXPECT_EQ(r.body_len, 0U);
-        }
-        EXPECT_EQ(qbasn_obj_free(3, kCert, &r), 0);
-    }
-    EXPECT_TRUE(seen);
+        });
 }
 
 // ==== the record classes ====

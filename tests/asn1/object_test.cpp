@@ -23,7 +23,8 @@ namespace {
 
 using qb_test::append_to, qb_test::appends, qb_test::bytes_of, qb_test::display_text, qb_test::expect_bare_text,
       qb_test::expect_unsupported, qb_test::frame_of, qb_test::int_value, qb_test::put, qb_test::reads,
-      qb_test::register_all, qb_test::state_summary, qb_test::text_of, qb_test::view_at, qb_test::view_of;
+      qb_test::form_summary, qb_test::register_all, qb_test::state_summary, qb_test::text_of, qb_test::view_at,
+      qb_test::view_of;
 
 // ---- test objects ----
 
@@ -121,12 +122,7 @@ TEST(QbAsnObject, ConstructionDefaults) {
     EXPECT_EQ(p.get_parent(), nullptr);
     EXPECT_EQ(p.get_default_value(), nullptr);
     EXPECT_EQ(state_summary(p), "present 0, optional 0, defaultable 0, cached 0");
-    EXPECT_EQ(p.is_constructed(), 0);
-    EXPECT_EQ(p.is_indefinite_length(), 0);
-    EXPECT_EQ(p.should_generate_constructed(), 0);
-    EXPECT_EQ(p.encoding_primitive_permitted(), 0);
-    EXPECT_EQ(p.encoding_constructed_permitted(), 0);
-    EXPECT_EQ(p.encoding_indefinite_permitted(), 0);
+    EXPECT_EQ(form_summary(p), "constructed 0, indefinite 0, generates constructed 0, permits ---");
     EXPECT_EQ(p.is_polymorphic(), 0);
     EXPECT_EQ(p.preread, nullptr);
     EXPECT_EQ(p.postread, nullptr);
@@ -407,10 +403,8 @@ TEST(QbAsnObject, AsnwriteFailureCutsOutputBack) {
 }
 
 TEST(QbAsnObject, AsnwriteFailureInsideASequenceCutsOutputBack) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_integer a(security_off);
-    qb_asn_boolean b(security_off);
-    register_all(seq, {&a, &b});
+    qb_test::int_then<qb_asn_boolean> pair;
+    auto& [seq, a, b] = pair;
     a.set_value(5L);
     b.set_value(1);
     ASSERT_EQ(seq.is_present(), 1);
@@ -617,14 +611,14 @@ TEST(QbAsnObject, AsnreadDeclaredLengthTooLong) {
 }
 
 TEST(QbAsnObject, AsnreadLongFormLengthsOfAnySize) {
-    const char* cases[] = {
-        "02 81 05 01 02 03 04 05",
-        "02 82 00 05 01 02 03 04 05",
-        "02 84 00 00 00 05 01 02 03 04 05",
-        "02 85 00 00 00 00 05 01 02 03 04 05",
+    const char* const cases[][2] = {
+        {"one length octet", "02 81 05 01 02 03 04 05"},
+        {"two length octets", "02 82 00 05 01 02 03 04 05"},
+        {"four length octets", "02 84 00 00 00 05 01 02 03 04 05"},
+        {"five length octets", "02 85 00 00 00 00 05 01 02 03 04 05"},
     };
-    for (const char* text : cases) {
-        SCOPED_TRACE(text);
+    for (const auto& [name, text] : cases) {
+        SCOPED_TRACE(name);
         auto in = hex(text);
         in.push_back(0xEE);  // trailing octet stays in the view
         Probe p(2, 0);
@@ -692,9 +686,7 @@ TEST(QbAsnObject, AsnreadFailureLeavesAPresentObjectAbsent) {
     qb_asn_integer i(security_off);
     i.set_value(3L);
     ASSERT_EQ(i.is_present(), 1);
-    auto in = hex("04 01 05");
-    qb_r_buffer_t r = view_of(in);
-    EXPECT_EQ(i.asnread(r), 0x106521A4u);
+    EXPECT_TRUE(reads(i, "04 01 05", 0x106521A4u, 0));
     EXPECT_EQ(i.is_present(), 0);
     EXPECT_EQ(i.is_encoding_valid(), 0);
 }

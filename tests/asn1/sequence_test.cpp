@@ -20,9 +20,9 @@ namespace {
 
 // ---- helpers ----
 
-using qb_test::appends, qb_test::bool_value, qb_test::display_text, qb_test::expect_secure, qb_test::int_value,
-      qb_test::read_case, qb_test::read_hostile, qb_test::reads, qb_test::register_all, qb_test::text_of,
-      qb_test::view_of, qb_test::write_bytes;
+using qb_test::appends, qb_test::bool_value, qb_test::display_text, qb_test::expect_refused_reads,
+      qb_test::expect_secure, qb_test::form_summary, qb_test::int_value, qb_test::read_hostile, qb_test::reads,
+      qb_test::register_all, qb_test::text_of, qb_test::view_of, qb_test::write_bytes;
 
 // ---- test objects ----
 
@@ -55,17 +55,20 @@ struct IntSeq {
     IntSeq() { seq.register_child(&i); }
 };
 
+// IntBoolSeq: SEQUENCE { INTEGER i, BOOLEAN b }, itself the sequence read.
+struct IntBoolSeq : qb_asn_sequence {
+    qb_asn_integer i{security_off};
+    qb_asn_boolean b{security_off};
+    explicit IntBoolSeq(security_t s) : qb_asn_sequence(s) { register_all(*this, {&i, &b}); }
+};
+
 // ---- constructors ----
 
 TEST(QbAsnComposite, ConstructorFlags) {
     for (security_t s : {security_off, security_on, security_lcs}) {
         SCOPED_TRACE(static_cast<int>(s));
         TestComposite c(s);
-        EXPECT_EQ(c.is_constructed(), 1);
-        EXPECT_EQ(c.should_generate_constructed(), 1);
-        EXPECT_EQ(c.encoding_constructed_permitted(), 1);
-        EXPECT_EQ(c.encoding_indefinite_permitted(), 1);
-        EXPECT_EQ(c.encoding_primitive_permitted(), 0);
+        EXPECT_EQ(form_summary(c), "constructed 1, indefinite 0, generates constructed 1, permits -CI");
         EXPECT_EQ(c.get_empty_permitted(), 1);
         EXPECT_EQ(c.security, s);
         EXPECT_EQ(c.encoding.security, s);
@@ -599,10 +602,8 @@ TEST(QbAsnComposite, EmptyiWalksTheChildrenAndStopsAtTheFirstFailure) {
 }
 
 TEST(QbAsnComposite, EmptyClearsTheChildrenAndRederivesPresence) {
-    qb_asn_sequence seq(security_off);
-    qb_asn_integer i(security_off);
-    qb_asn_null n(security_off);
-    register_all(seq, {&i, &n});
+    qb_test::int_then<qb_asn_null> pair;
+    auto& [seq, i, n] = pair;
     i.set_value(5L);
     ASSERT_EQ(seq.is_present(), 1);
     EXPECT_EQ(seq.empty(), 0u);
@@ -794,9 +795,7 @@ TEST(QbAsnSequence, ASuccessfulReadMakesTheSequencePresent) {
     seq.register_child(&o);
     seq.set_empty_permitted(0);
     ASSERT_EQ(seq.is_present(), 0);
-    auto in = hex("30 00");
-    qb_r_buffer_t r = view_of(in);
-    EXPECT_EQ(seq.asnread(r), 0u);
+    EXPECT_TRUE(reads(seq, "30 00", 0u, 2));
     EXPECT_EQ(seq.is_present(), 1);
     EXPECT_EQ(o.is_present(), 0);
     EXPECT_EQ(write_bytes(seq), hex("30 00"));
@@ -864,23 +863,15 @@ TEST(QbAsnSequence, ChildrenAreMatchedByPositionOnly) {
 }
 
 TEST(QbAsnSequence, ChildErrorsArePassedUp) {
-    const read_case cases[] = {
+    const auto absent = [](const IntBoolSeq& seq) { EXPECT_EQ(seq.is_present(), 0); };
+    expect_refused_reads<IntBoolSeq>(absent, {
         {"mandatory child finds another identifier", "30 03 01 01 FF", 0x106521A4},
         {"mandatory child missing at the end", "30 03 02 01 05", 0x10652198},
         {"child content malformed", "30 07 02 01 05 01 02 FF FF", 0x1065219B},
         {"child length beyond the sequence", "30 04 02 01 05 01 01 FF", 0x10652198},
         {"child indefinite", "30 08 02 01 05 01 80 FF 00 00", 0x1065219D},
         {"child constructed", "30 06 02 01 05 21 01 FF", 0x1065219E},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        qb_asn_sequence seq(security_off);
-        qb_asn_integer i(security_off);
-        qb_asn_boolean b(security_off);
-        register_all(seq, {&i, &b});
-        EXPECT_TRUE(reads(seq, c.hex, c.status, 0));
-        EXPECT_EQ(seq.is_present(), 0);
-    }
+    });
 }
 
 TEST(QbAsnSequence, ChildReadsOnlyWithinTheSequence) {

@@ -25,6 +25,7 @@
 #include "support/failing_malloc.h"
 #include "support/frames.h"
 #include "support/hex.h"
+#include "support/reencode.h"
 #include "support/thread_locale.h"
 
 namespace {
@@ -54,6 +55,35 @@ Bytes get_text(const qbasnUTF8String& s) {
     Bytes b = get_text(s, rc);
     EXPECT_EQ(rc, 0u);
     return b;
+}
+
+// first_octets: the first `n` octets of the block get_value hands out (its
+// status must be 0 and the block not null), freed here.
+Bytes first_octets(const qbasnUTF8String& s, size_t n) {
+    char* out = nullptr;
+    EXPECT_EQ(s.get_value(out), 0u);
+    if (out == nullptr) {
+        ADD_FAILURE() << "get_value gave no block";
+        return {};
+    }
+    Bytes b(out, out + n);
+    std::free(out);
+    return b;
+}
+
+// store_octets: the octets `hex_text` stored as they are, through the octet
+// string's own setter; returns its status.
+unsigned int store_octets(qbasnUTF8String& s, const char* hex_text) {
+    const Bytes v = hex(hex_text);
+    return s.qb_asn_octetstring::set_value(v.data(), static_cast<unsigned int>(v.size()));
+}
+
+// expect_text: setting `text` succeeds, stores the octets `stored` and reads
+// back as the octets `back`.
+void expect_text(qbasnUTF8String& s, const char* text, const char* stored, const char* back) {
+    EXPECT_EQ(s.set_value(text), 0u);
+    EXPECT_EQ(value_of(s), hex(stored));
+    EXPECT_EQ(get_text(s), hex(back));
 }
 
 
@@ -111,11 +141,7 @@ TEST(QbasnUTF8String, null_and_empty_give_empty_present_value) {
             EXPECT_EQ(s.set_value(text), 0u);
             EXPECT_EQ(s.is_present(), 1);
             EXPECT_EQ(value_of(s), Bytes{});
-            char* out = nullptr;
-            EXPECT_EQ(s.get_value(out), 0u);
-            ASSERT_NE(out, nullptr);
-            EXPECT_EQ(out[0], '\0');
-            std::free(out);
+            EXPECT_EQ(first_octets(s, 1), hex("00"));
             EXPECT_EQ(write_bytes(s), hex("0C 00"));
         }
     }
@@ -135,13 +161,9 @@ TEST(QbasnUTF8String, plain_mode_passes_octets_unchanged) {
     for (security_t mode : {security_off, security_on}) {
         SCOPED_TRACE(mode);
         qbasnUTF8String s(mode);
-        EXPECT_EQ(s.set_value("\xE9"), 0u);  // not valid UTF-8, stored all the same
-        EXPECT_EQ(value_of(s), hex("E9"));
-        EXPECT_EQ(get_text(s), hex("E9"));
+        expect_text(s, "\xE9", "E9", "E9");  // not valid UTF-8, stored all the same
         EXPECT_EQ(write_bytes(s), hex("0C 01 E9"));
-        EXPECT_EQ(s.set_value("a\xC3\xA9\xFF\x80"), 0u);
-        EXPECT_EQ(value_of(s), hex("61 C3 A9 FF 80"));
-        EXPECT_EQ(get_text(s), hex("61 C3 A9 FF 80"));
+        expect_text(s, "a\xC3\xA9\xFF\x80", "61 C3 A9 FF 80", "61 C3 A9 FF 80");
     }
 }
 
@@ -150,8 +172,7 @@ TEST(QbasnUTF8String, plain_mode_ignores_the_locale) {
     qbasnUTF8String s(security_off);
     EXPECT_EQ(s.set_value("\xE9"), 0u);
     EXPECT_EQ(value_of(s), hex("E9"));
-    Bytes euro = hex("E2 82 AC");
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(euro.data(), 3), 0u);
+    ASSERT_EQ(store_octets(s, "E2 82 AC"), 0u);
     EXPECT_EQ(get_text(s), hex("E2 82 AC"));
 }
 
@@ -173,11 +194,9 @@ TEST(QbasnUTF8String, unsigned_forms_forward) {
 
 TEST(QbasnUTF8String, plain_get_value_copies_exactly_the_stored_octets) {
     qbasnUTF8String s(security_off);
-    Bytes longer = hex("61 62 63 64");
-    Bytes shorter = hex("78 79");
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(longer.data(), 4), 0u);
+    ASSERT_EQ(store_octets(s, "61 62 63 64"), 0u);
     // The block still holds 63 64 after the two octets now stored.
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(shorter.data(), 2), 0u);
+    ASSERT_EQ(store_octets(s, "78 79"), 0u);
     char* out = nullptr;
     ASSERT_EQ(s.get_value(out), 0u);
     ASSERT_NE(out, nullptr);
@@ -187,16 +206,8 @@ TEST(QbasnUTF8String, plain_get_value_copies_exactly_the_stored_octets) {
 
 TEST(QbasnUTF8String, plain_get_value_keeps_embedded_zero) {
     qbasnUTF8String s(security_off);
-    Bytes v = hex("61 00 62");
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(v.data(), 3), 0u);
-    char* out = nullptr;
-    ASSERT_EQ(s.get_value(out), 0u);
-    ASSERT_NE(out, nullptr);
-    EXPECT_EQ(out[0], 'a');
-    EXPECT_EQ(out[1], '\0');
-    EXPECT_EQ(out[2], 'b');
-    EXPECT_EQ(out[3], '\0');
-    std::free(out);
+    ASSERT_EQ(store_octets(s, "61 00 62"), 0u);
+    EXPECT_EQ(first_octets(s, 4), hex("61 00 62 00"));
 }
 
 TEST(QbasnUTF8String, decoded_value_reads_back) {
@@ -209,11 +220,7 @@ TEST(QbasnUTF8String, decoded_value_reads_back) {
 
 TEST(QbasnUTF8String, absent_value_reads_as_empty) {
     qbasnUTF8String s(security_off);
-    char* out = nullptr;
-    EXPECT_EQ(s.get_value(out), 0u);
-    ASSERT_NE(out, nullptr);
-    EXPECT_EQ(out[0], '\0');
-    std::free(out);
+    EXPECT_EQ(first_octets(s, 1), hex("00"));
 }
 
 TEST(QbasnUTF8String, set_value_invalidates_up_to_the_root) {
@@ -222,10 +229,8 @@ TEST(QbasnUTF8String, set_value_invalidates_up_to_the_root) {
     outer.register_child(&inner);
     inner.register_child(&s);
     ASSERT_EQ(s.set_value("a"), 0u);
-    ASSERT_EQ(write_bytes(outer), hex("30 05 30 03 0C 01 61"));
-    EXPECT_EQ(s.set_value("bc"), 0u);
-    EXPECT_EQ(outer.is_encoding_valid(), 0);
-    EXPECT_EQ(write_bytes(outer), hex("30 06 30 04 0C 02 62 63"));
+    qb_test::expect_change_reencodes(outer, "30 05 30 03 0C 01 61", [&] { return s.set_value("bc"); },
+                                     "30 06 30 04 0C 02 62 63", {&inner});
 }
 
 // ---- default values ----
@@ -256,12 +261,8 @@ TEST(QbasnUTF8String, set_default_value_object_is_the_octet_strings) {
 TEST(QbasnUTF8String, lcs_latin1_round_trip) {
     USE_LOCALE(latin1, kLatin1);
     qbasnUTF8String s(security_lcs);
-    EXPECT_EQ(s.set_value("\xE9"), 0u);
-    EXPECT_EQ(value_of(s), hex("C3 A9"));
-    EXPECT_EQ(get_text(s), hex("E9"));
-    EXPECT_EQ(s.set_value("caf\xE9 \xFF\xC0"), 0u);
-    EXPECT_EQ(value_of(s), hex("63 61 66 C3 A9 20 C3 BF C3 80"));
-    EXPECT_EQ(get_text(s), hex("63 61 66 E9 20 FF C0"));
+    expect_text(s, "\xE9", "C3 A9", "E9");
+    expect_text(s, "caf\xE9 \xFF\xC0", "63 61 66 C3 A9 20 C3 BF C3 80", "63 61 66 E9 20 FF C0");
 
     // Through the wire.
     Bytes frame = write_bytes(s);
@@ -274,9 +275,8 @@ TEST(QbasnUTF8String, lcs_latin1_round_trip) {
 TEST(QbasnUTF8String, lcs_utf8_locale_is_identity) {
     USE_LOCALE(utf8, kUtf8);
     qbasnUTF8String s(security_lcs);
-    EXPECT_EQ(s.set_value("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), 0u);
-    EXPECT_EQ(value_of(s), hex("C3 A9 E2 82 AC F0 9F 98 80"));
-    EXPECT_EQ(get_text(s), hex("C3 A9 E2 82 AC F0 9F 98 80"));
+    expect_text(s, "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", "C3 A9 E2 82 AC F0 9F 98 80",
+                "C3 A9 E2 82 AC F0 9F 98 80");
     EXPECT_EQ(s.set_value("plain ascii"), 0u);
     EXPECT_EQ(get_text(s), text_bytes("plain ascii"));
 }
@@ -308,8 +308,7 @@ TEST(QbasnUTF8String, lcs_invalid_input_throws_and_keeps_the_value) {
         EXPECT_EQ(s.is_present(), 1);
     }
     // Stored octets that are not UTF-8 do not come back either.
-    Bytes v = hex("61 E9");
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(v.data(), 2), 0u);
+    ASSERT_EQ(store_octets(s, "61 E9"), 0u);
     char* out = nullptr;
     expect_conversion_error([&] { (void)s.get_value(out); });
     EXPECT_EQ(out, nullptr);
@@ -318,8 +317,7 @@ TEST(QbasnUTF8String, lcs_invalid_input_throws_and_keeps_the_value) {
 TEST(QbasnUTF8String, lcs_invalid_utf8_under_latin1_throws) {
     USE_LOCALE(latin1, kLatin1);
     qbasnUTF8String s(security_lcs);
-    Bytes v = hex("E9");
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(v.data(), 1), 0u);
+    ASSERT_EQ(store_octets(s, "E9"), 0u);
     char* out = nullptr;
     expect_conversion_error([&] { (void)s.get_value(out); });
     EXPECT_EQ(out, nullptr);
@@ -340,9 +338,7 @@ TEST(QbasnUTF8String, lcs_follows_the_threads_locale_as_it_changes) {
         SCOPED_TRACE(round);
         {
             USE_LOCALE(latin1, kLatin1);
-            EXPECT_EQ(s.set_value("\xE9"), 0u);
-            EXPECT_EQ(value_of(s), hex("C3 A9"));
-            EXPECT_EQ(get_text(s), hex("E9"));
+            expect_text(s, "\xE9", "C3 A9", "E9");
         }
         {
             USE_LOCALE(utf8, kUtf8);
@@ -356,29 +352,21 @@ TEST(QbasnUTF8String, lcs_get_value_stops_at_the_first_zero) {
     USE_LOCALE(latin1, kLatin1);
     qbasnUTF8String s(security_lcs);
     // After the 00 comes an octet that would not convert: it is not read.
-    Bytes v = hex("61 C3 A9 00 C3");
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(v.data(), 5), 0u);
+    ASSERT_EQ(store_octets(s, "61 C3 A9 00 C3"), 0u);
     unsigned int rc = 1;
     EXPECT_EQ(get_text(s, rc), hex("61 E9"));
     EXPECT_EQ(rc, 0u);
     // A value that starts with 00 is the empty text.
-    Bytes z = hex("00 61");
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(z.data(), 2), 0u);
-    char* out = nullptr;
-    ASSERT_EQ(s.get_value(out), 0u);
-    ASSERT_NE(out, nullptr);
-    EXPECT_EQ(out[0], '\0');
-    std::free(out);
+    ASSERT_EQ(store_octets(s, "00 61"), 0u);
+    EXPECT_EQ(first_octets(s, 1), hex("00"));
 }
 
 TEST(QbasnUTF8String, lcs_get_value_never_reads_past_the_value) {
     USE_LOCALE(latin1, kLatin1);
     qbasnUTF8String s(security_lcs);
-    Bytes longer = hex("61 62 63 64");
-    Bytes shorter = hex("C3 A9");
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(longer.data(), 4), 0u);
+    ASSERT_EQ(store_octets(s, "61 62 63 64"), 0u);
     // The block still holds 63 64 after the two octets now stored, and no 00.
-    ASSERT_EQ(s.qb_asn_octetstring::set_value(shorter.data(), 2), 0u);
+    ASSERT_EQ(store_octets(s, "C3 A9"), 0u);
     EXPECT_EQ(get_text(s), hex("E9"));
 }
 
@@ -400,16 +388,10 @@ TEST(QbasnUTF8String, lcs_long_text_grows_the_result) {
 
 // ---- allocation failures ----
 
-TEST(QbasnUTF8String, get_value_out_of_memory) {
-    qbasnUTF8String s(security_off);
+// expect_get_value_out_of_memory: get_value with its first allocation failed
+// gives 0x10652065 and sets its output to null.
+void expect_get_value_out_of_memory(const qbasnUTF8String& s) {
     char* out = reinterpret_cast<char*>(1);
-    {
-        qb_test::fail_after guard(0);
-        EXPECT_EQ(s.get_value(out), 0x10652065u);  // the empty text
-    }
-    EXPECT_EQ(out, nullptr);
-    ASSERT_EQ(s.set_value("abc"), 0u);
-    out = reinterpret_cast<char*>(1);
     {
         qb_test::fail_after guard(0);
         EXPECT_EQ(s.get_value(out), 0x10652065u);
@@ -417,18 +399,19 @@ TEST(QbasnUTF8String, get_value_out_of_memory) {
     EXPECT_EQ(out, nullptr);
 }
 
+TEST(QbasnUTF8String, get_value_out_of_memory) {
+    qbasnUTF8String s(security_off);
+    expect_get_value_out_of_memory(s);  // the empty text
+    ASSERT_EQ(s.set_value("abc"), 0u);
+    expect_get_value_out_of_memory(s);
+}
+
 TEST(QbasnUTF8String, lcs_get_value_out_of_memory) {
     USE_LOCALE(latin1, kLatin1);
     qbasnUTF8String s(security_lcs);
     ASSERT_EQ(s.set_value("caf\xE9"), 0u);
     ASSERT_EQ(get_text(s), hex("63 61 66 E9"));  // the thread's converters are open now
-    char* out = reinterpret_cast<char*>(1);
-    {
-        qb_test::fail_after guard(0);
-        EXPECT_EQ(s.get_value(out), 0x10652065u);
-    }
-    EXPECT_EQ(out, nullptr);
-
+    expect_get_value_out_of_memory(s);
 }
 
 TEST(QbasnUTF8String, lcs_set_value_out_of_memory) {
@@ -557,6 +540,24 @@ TEST(QbasnUTF8String, eight_threads_convert_like_one) {
     }
 }
 
+// count_bad_rounds: with the thread's locale set to `locale`, calls round()
+// `rounds` times and adds up the failures it returns, a throw counting as
+// one; -1 when the locale is missing.
+template <class Round>
+int count_bad_rounds(const char* locale, int rounds, Round round) {
+    ThreadLocale loc(locale);
+    if (!loc.ok()) return -1;
+    int bad = 0;
+    for (int i = 0; i < rounds; ++i) {
+        try {
+            bad += round();
+        } catch (...) {
+            ++bad;
+        }
+    }
+    return bad;
+}
+
 TEST(QbasnUTF8String, threads_with_different_locales_at_once) {
     // Probe once here so a missing locale fails with the instructions.
     {
@@ -567,46 +568,30 @@ TEST(QbasnUTF8String, threads_with_different_locales_at_once) {
     int bad_latin1 = 0;
     int bad_utf8 = 0;
     std::thread latin1([&] {
-        ThreadLocale loc(kLatin1);
-        if (!loc.ok()) {
-            bad_latin1 = -1;
-            return;
-        }
-        for (int i = 0; i < kRounds; ++i) {
+        bad_latin1 = count_bad_rounds(kLatin1, kRounds, [] {
             qbasnUTF8String s(security_lcs);
-            try {
-                if (s.set_value("\xE9\xE8") != 0 || value_of(s) != hex("C3 A9 C3 A8") ||
-                    get_text(s) != hex("E9 E8"))
-                    ++bad_latin1;
-            } catch (...) {
-                ++bad_latin1;
-            }
-        }
+            return s.set_value("\xE9\xE8") != 0 || value_of(s) != hex("C3 A9 C3 A8") || get_text(s) != hex("E9 E8")
+                       ? 1
+                       : 0;
+        });
     });
     std::thread utf8([&] {
-        ThreadLocale loc(kUtf8);
-        if (!loc.ok()) {
-            bad_utf8 = -1;
-            return;
-        }
-        for (int i = 0; i < kRounds; ++i) {
+        bad_utf8 = count_bad_rounds(kUtf8, kRounds, [] {
             qbasnUTF8String s(security_lcs);
+            int bad = 0;
+            if (s.set_value("\xC3\xA9\xE2\x82\xAC") != 0 || value_of(s) != hex("C3 A9 E2 82 AC") ||
+                get_text(s) != hex("C3 A9 E2 82 AC"))
+                ++bad;
+            // The same octet E9 is refused here while the other thread takes it.
+            bool refused = false;
             try {
-                if (s.set_value("\xC3\xA9\xE2\x82\xAC") != 0 || value_of(s) != hex("C3 A9 E2 82 AC") ||
-                    get_text(s) != hex("C3 A9 E2 82 AC"))
-                    ++bad_utf8;
-                // The same octet E9 is refused here while the other thread takes it.
-                bool refused = false;
-                try {
-                    (void)s.set_value("\xE9");
-                } catch (const qb_asn_exception& e) {
-                    refused = e.code == 0x106521ABu;
-                }
-                if (!refused) ++bad_utf8;
-            } catch (...) {
-                ++bad_utf8;
+                (void)s.set_value("\xE9");
+            } catch (const qb_asn_exception& e) {
+                refused = e.code == 0x106521ABu;
             }
-        }
+            if (!refused) ++bad;
+            return bad;
+        });
     });
     latin1.join();
     utf8.join();

@@ -55,7 +55,8 @@ bool operator==(const outcome& a, const outcome& b) {
     return a.rc == b.rc && a.printed == b.printed && a.bytes == b.bytes && a.record == b.record;
 }
 
-std::string describe(const outcome& o) {
+// summary_of: an outcome on one line, for failure messages.
+std::string summary_of(const outcome& o) {
     return "status " + hex32(o.rc) + ", stderr \"" + o.printed + "\", " + std::to_string(o.bytes.size()) +
            " octets, record " + o.record.substr(0, 300);
 }
@@ -91,13 +92,13 @@ public:
         const outcome direct = decoded(msg, lcs, false);
         const outcome tree = decoded(msg, lcs, true);
         if (direct == tree) return "";
-        return "decode differs:\n  direct: " + describe(direct) + "\n  tree:   " + describe(tree);
+        return "decode differs:\n  direct: " + summary_of(direct) + "\n  tree:   " + summary_of(tree);
     }
     std::string same_encode(const void* flat, int lcs) {
         const outcome direct = encoded(flat, lcs, false);
         const outcome tree = encoded(flat, lcs, true);
         if (direct == tree) return "";
-        return "encode differs:\n  direct: " + describe(direct) + "\n  tree:   " + describe(tree);
+        return "encode differs:\n  direct: " + summary_of(direct) + "\n  tree:   " + summary_of(tree);
     }
 
 private:

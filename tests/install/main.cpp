@@ -5,18 +5,12 @@
 // 1 otherwise.
 #include "asn1/asn1.h"
 #include "asn1/asnbase.h"
+#include "one_integer.h"
 
 #include <cstdio>
 #include <cstring>
 
 namespace {
-
-// A record with one INTEGER member: SEQUENCE { INTEGER }.
-struct one_integer_t : qb_asnbase {
-    qbasn_integer number;
-
-    explicit one_integer_t(security_t s) : qb_asnbase(s), number(s) { register_child(&number); }
-};
 
 void print_hex(const char* label, const unsigned char* p, unsigned int n)
 {
@@ -34,19 +28,9 @@ int main()
     // 30 03: SEQUENCE of 3 octets; 02 01 05: INTEGER 5.
     static const unsigned char expected[] = {0x04, 0x02, 0xAC, 0xDC, 0x30, 0x03, 0x02, 0x01, 0x05};
 
-    one_integer_t record(security_off);
-    unsigned int rc = record.number.set_value(5L);
-    if (rc != 0) {
-        std::fprintf(stderr, "set_value failed: %08x\n", rc);
-        return 1;
-    }
-
     qb_asn_buffer_t out{};
-    rc = qb_asnbase::saveEncoding(record, 2, out);
-    if (rc != 0) {
-        std::fprintf(stderr, "saveEncoding failed: %08x\n", rc);
+    if (!install_check::encode_one_integer(5L, 2, out))
         return 1;
-    }
 
     print_hex("encoded ", out.data, out.length);
     print_hex("expected", expected, sizeof expected);

@@ -4,20 +4,10 @@
 // checks the octets, loads them into a fresh record and checks the value.
 // Exit status 0 on success, 1 otherwise.
 #include "qbasn.h"
+#include "one_integer.h"
 
 #include <cstdio>
 #include <cstring>
-
-namespace {
-
-// A record with one INTEGER member: SEQUENCE { INTEGER }.
-struct one_integer_t : qb_asnbase {
-    qbasn_integer number;
-
-    explicit one_integer_t(security_t s) : qb_asnbase(s), number(s) { register_child(&number); }
-};
-
-}  // namespace
 
 int main()
 {
@@ -25,18 +15,9 @@ int main()
     // 02 02 FF 7F: INTEGER -129 (two's complement, minimal form).
     static const unsigned char expected[] = {0x04, 0x07, 0xAC, 0xDC, 0x30, 0x04, 0x02, 0x02, 0xFF, 0x7F};
 
-    one_integer_t record(security_off);
-    unsigned int rc = record.number.set_value(-129L);
-    if (rc != 0) {
-        std::fprintf(stderr, "set_value failed: %08x\n", rc);
-        return 1;
-    }
     qb_asn_buffer_t block{};
-    rc = qb_asnbase::saveEncoding(record, 7, block);
-    if (rc != 0) {
-        std::fprintf(stderr, "saveEncoding failed: %08x\n", rc);
+    if (!install_check::encode_one_integer(-129L, 7, block))
         return 1;
-    }
     if (block.length != sizeof expected || block.data == nullptr ||
         std::memcmp(block.data, expected, sizeof expected) != 0) {
         std::fprintf(stderr, "encoding differs from the expected octets\n");
@@ -44,8 +25,8 @@ int main()
         return 1;
     }
 
-    one_integer_t copy(security_off);
-    rc = qb_asnbase::loadObject(copy, 7, block);
+    install_check::one_integer_t copy(security_off);
+    unsigned int rc = qb_asnbase::loadObject(copy, 7, block);
     long value = 0;
     if (rc == 0)
         rc = copy.number.get_value(value);

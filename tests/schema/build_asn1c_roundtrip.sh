@@ -13,11 +13,8 @@
 # compiler flags, sanitizers included (CC is the plain system compiler).
 # asn1c runs with -Werror: a module it has any complaint about fails here.
 set -euo pipefail
-
-die() {
-    echo "build_asn1c_roundtrip: $*" >&2
-    exit 1
-}
+# shellcheck source=tests/schema/script_common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/script_common.sh"
 
 [[ $# -eq 6 ]] || die "usage: build_asn1c_roundtrip.sh ASN1C MODULE WORK CC SOURCE OUTPUT"
 asn1c=$1

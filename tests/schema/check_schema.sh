@@ -20,11 +20,8 @@
 # failure, so a tool that accepts anything cannot pass. Any failure names the
 # type, the flat record and the file, and the script exits non-zero.
 set -euo pipefail
-
-die() {
-    echo "check_schema: $*" >&2
-    exit 1
-}
+# shellcheck source=tests/schema/script_common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/script_common.sh"
 
 [[ $# -ge 1 ]] || die "usage: check_schema.sh libtasn1|asn1c ..."
 mode=$1

@@ -19,13 +19,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "asn1/asn1.h"
 #include "asn1/asnrecord.h"
+#include "support/flat_fields.h"
 #include "support/record_random.h"
 
 namespace {
@@ -34,12 +34,7 @@ constexpr unsigned kMinMessages = 6;     // messages per type at least
 constexpr unsigned kMaxMessages = 24;    // and at most
 constexpr unsigned kMaxAttempts = 2000;  // seeds tried per type
 
-template <class T>
-T load(const void* flat, std::size_t offset) {
-    T v;
-    std::memcpy(&v, static_cast<const char*>(flat) + offset, sizeof v);
-    return v;
-}
+using qb_test::word;
 
 // The shape of one generated record, by seed: an empty one (no optional
 // record, no list element), and fuller ones with UTF-8 or ASCII texts.
@@ -73,40 +68,46 @@ bool non_ascii(const char* s) {
 }
 
 std::size_t list_count(const qb_field_info& f, const void* flat) {
-    if (load<const void*>(flat, f.offset2) == nullptr) return 0;
+    if (word<const void*>(flat, f.offset2) == nullptr) return 0;
     if (f.signed_count) {
-        const int c = load<int>(flat, f.offset);
+        const int c = word<int>(flat, f.offset);
         return c < 0 ? 0 : static_cast<std::size_t>(c);
     }
-    return load<unsigned>(flat, f.offset);
+    return word<unsigned>(flat, f.offset);
+}
+
+// over_fields: the property names `per_field(f, name, names)` adds for the
+// fields of a record's top level, gathered into one set.
+template <class PerField>
+std::set<std::string> over_fields(const qb_record_info& info, PerField per_field) {
+    std::set<std::string> names;
+    for (std::size_t i = 0; i < info.field_count; ++i) per_field(info.fields[i], std::string(info.fields[i].name), names);
+    return names;
 }
 
 // coverage: the properties one record shows at its top level, as names
 // ("attrs: absent", "integer: negative"); wanted() lists what a type can show.
 std::set<std::string> coverage(const qb_record_info& info, const void* flat) {
-    std::set<std::string> seen;
-    for (std::size_t i = 0; i < info.field_count; ++i) {
-        const qb_field_info& f = info.fields[i];
-        const std::string name = f.name;
+    return over_fields(info, [flat](const qb_field_info& f, const std::string& name, std::set<std::string>& seen) {
         switch (f.kind) {
             case qb_field_int:
             case qb_field_uint:
             case qb_field_long: {
-                std::uint32_t word = 0;
-                if (f.kind == qb_field_int) word = static_cast<std::uint32_t>(load<int>(flat, f.offset));
-                if (f.kind == qb_field_uint) word = load<unsigned>(flat, f.offset);
-                if (f.kind == qb_field_long) word = static_cast<std::uint32_t>(load<long>(flat, f.offset));
-                const auto value = static_cast<std::int32_t>(word);
+                std::uint32_t bits = 0;
+                if (f.kind == qb_field_int) bits = static_cast<std::uint32_t>(word<int>(flat, f.offset));
+                if (f.kind == qb_field_uint) bits = word<unsigned>(flat, f.offset);
+                if (f.kind == qb_field_long) bits = static_cast<std::uint32_t>(word<long>(flat, f.offset));
+                const auto value = static_cast<std::int32_t>(bits);
                 if (value < 0) seen.insert("integer: negative");
                 if (value >= 0x800000 || value < -0x800000) seen.insert("integer: four octets");
                 break;
             }
             case qb_field_text:
-                if (non_ascii(load<const char*>(flat, f.offset))) seen.insert("text: non-ASCII");
+                if (non_ascii(word<const char*>(flat, f.offset))) seen.insert("text: non-ASCII");
                 break;
             case qb_field_text_list: {
                 const std::size_t n = list_count(f, flat);
-                const auto* texts = load<char* const*>(flat, f.offset2);
+                const auto* texts = word<char* const*>(flat, f.offset2);
                 for (std::size_t k = 0; k < n; ++k)
                     if (non_ascii(texts[k])) seen.insert("text: non-ASCII");
                 if (n >= 2) seen.insert(name + ": two or more elements");
@@ -118,15 +119,15 @@ std::set<std::string> coverage(const qb_record_info& info, const void* flat) {
                 if (list_count(f, flat) >= 2) seen.insert(name + ": two or more elements");
                 break;
             case qb_field_octets:
-                if (f.optional) seen.insert(name + (load<unsigned>(flat, f.offset) == 0 ? ": absent" : ": present"));
+                if (f.optional) seen.insert(name + (word<unsigned>(flat, f.offset) == 0 ? ": absent" : ": present"));
                 break;
             case qb_field_optional_record:
-                seen.insert(name + (load<const void*>(flat, f.offset) == nullptr ? ": absent" : ": present"));
+                seen.insert(name + (word<const void*>(flat, f.offset) == nullptr ? ": absent" : ": present"));
                 break;
             case qb_field_record_slots: {
                 bool empty_before = false;
                 for (std::size_t k = 0; k < f.size; ++k) {
-                    const bool used = load<const void*>(flat, f.offset + k * sizeof(void*)) != nullptr;
+                    const bool used = word<const void*>(flat, f.offset + k * sizeof(void*)) != nullptr;
                     if (!used) empty_before = true;
                     if (used && empty_before) seen.insert(name + ": empty slot before a used one");
                 }
@@ -138,15 +139,11 @@ std::set<std::string> coverage(const qb_record_info& info, const void* flat) {
             case qb_field_ushort:
             case qb_field_uchar: break;
         }
-    }
-    return seen;
+    });
 }
 
 std::set<std::string> wanted(const qb_record_info& info) {
-    std::set<std::string> want;
-    for (std::size_t i = 0; i < info.field_count; ++i) {
-        const qb_field_info& f = info.fields[i];
-        const std::string name = f.name;
+    return over_fields(info, [](const qb_field_info& f, const std::string& name, std::set<std::string>& want) {
         switch (f.kind) {
             case qb_field_int:
             case qb_field_uint:
@@ -172,8 +169,7 @@ std::set<std::string> wanted(const qb_record_info& info) {
             case qb_field_record_slots: want.insert(name + ": empty slot before a used one"); break;
             default: break;
         }
-    }
-    return want;
+    });
 }
 
 [[noreturn]] void fail(const std::string& why) {

@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "asn1/asnrecord.h"
+#include "support/record_cases.h"
+#include "support/text_lines.h"
 #include "tools/flat/record_tree.h"
 #include "tools/qbasn/schema.h"
 
@@ -32,18 +34,8 @@ std::string schema_text() {
     return text;
 }
 
-std::vector<const qb_record_info*> records() {
-    std::size_t n = 0;
-    const qb_record_info* const* list = qb_record_list(&n);
-    return {list, list + n};
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
+using qb_test::lines_of;
+using qb_test::listed_records;
 
 // assignment_of: the type assignment of `reference` (with the comment line
 // above it), "" when the module has none.
@@ -115,7 +107,7 @@ TEST(SchemaText, LeadingVersionComesFirstAndTextOctetsAreOctetStrings) {
 TEST(SchemaText, OneMemberPerFieldAfterTheLeadingVersion) {
     const std::string text = schema_text();
     unsigned with_version = 0;
-    for (const qb_record_info* info : records()) {
+    for (const qb_record_info* info : listed_records()) {
         const std::string a = assignment_of(text, qbflat::module_reference(*info));
         ASSERT_FALSE(a.empty()) << info->flat_name;
         std::vector<std::string> members;
@@ -165,7 +157,7 @@ TEST(SchemaText, HeaderAndEnd) {
 
 TEST(SchemaText, EveryRecordOnceWithItsFlatName) {
     const std::string text = schema_text();
-    const std::vector<const qb_record_info*> all = records();
+    const std::vector<const qb_record_info*> all = listed_records();
     ASSERT_EQ(all.size(), 65u);
     std::set<std::string> references;
     for (const qb_record_info* info : all) {
@@ -187,9 +179,9 @@ TEST(SchemaText, EveryRecordOnceWithItsFlatName) {
 TEST(SchemaText, MembersAreIdentifiersAndTypesAreDefinedFirst) {
     const std::vector<std::string> lines = lines_of(schema_text());
     std::set<std::string> all_refs;
-    for (const qb_record_info* info : records()) all_refs.insert(qbflat::module_reference(*info));
+    for (const qb_record_info* info : listed_records()) all_refs.insert(qbflat::module_reference(*info));
     std::size_t members_expected = 0;
-    for (const qb_record_info* info : records()) members_expected += info->field_count + (info->leading_version != 0 ? 1 : 0);
+    for (const qb_record_info* info : listed_records()) members_expected += info->field_count + (info->leading_version != 0 ? 1 : 0);
     std::set<std::string> defined;
     std::string current;
     std::set<std::string> members;

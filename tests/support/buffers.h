@@ -1,6 +1,6 @@
 // tests/support/buffers.h - octets in and out of the library's buffers and
-// views, octets as text and text as octets, exact-size heap copies, and the
-// check of where a read view stands.
+// views, octets as text and text as octets, exact-size heap copies, plain
+// allocator hooks, and the check of where a read view stands.
 //
 // Header-only (inline functions in namespace qb_test); a test source takes
 // what it uses with using-declarations. It may be included by any number of
@@ -106,6 +106,23 @@ private:
     unsigned int size_;
     std::unique_ptr<unsigned char[]> block_;
 };
+
+// ---- allocator hooks ----
+
+// with_plain_hooks: `base` (by default all zeros, the standard functions) with
+// the four plain hooks given switched on; they take priority over any
+// context hooks `base` has.
+inline qb_memory_funcs_t with_plain_hooks(void* (*malloc_hook)(size_t), void (*free_hook)(void*),
+                                          void* (*realloc_hook)(void*, size_t),
+                                          void* (*calloc_hook)(size_t, size_t),
+                                          qb_memory_funcs_t base = {}) {
+    base.use_plain_hooks = 1;
+    base.malloc_hook = malloc_hook;
+    base.free_hook = free_hook;
+    base.realloc_hook = realloc_hook;
+    base.calloc_hook = calloc_hook;
+    return base;
+}
 
 // ---- where a view stands ----
 

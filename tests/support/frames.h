@@ -40,6 +40,16 @@ inline void register_all(qb_asn_composite& c, std::initializer_list<qb_asn_objec
     for (qb_asn_object* child : children) EXPECT_EQ(c.register_child(child), 0u);
 }
 
+// int_then: SEQUENCE { INTEGER, T }, security off; bind its members with
+// `auto& [seq, i, t] = pair;`.
+template <class T>
+struct int_then {
+    qb_asn_sequence seq{security_off};
+    qb_asn_integer first{security_off};
+    T second{security_off};
+    int_then() { register_all(seq, {&first, &second}); }
+};
+
 // set_hex: o.set_value over the octets `hex_text` with count `n` (octets,
 // or bits for a BIT STRING); set_default_hex: the same for the default.
 template <class T>
@@ -192,6 +202,27 @@ inline testing::AssertionResult reads(qb_asn_object& o, const char* hex_text, un
     return reads(o, hex(hex_text), status, consumed);
 }
 
+// expect_refused_reads<T>(then, rows): for each row (its name in the
+// trace) a fresh T(security_off) refuses the row's hex (an exact-size copy)
+// with the row's status and leaves the view where it was; then(o) checks
+// what the refusal must leave in the object. T is the object read, or a
+// type deriving from it that sets it up in its constructor.
+template <class T, class Then>
+void expect_refused_reads(Then then, std::initializer_list<read_case> rows) {
+    for (const read_case& row : rows) {
+        SCOPED_TRACE(row.name);
+        T o(security_off);
+        EXPECT_TRUE(reads(o, row.hex, row.status, 0));
+        then(static_cast<const T&>(o));
+    }
+}
+
+// expect_refused_reads<T>(rows): the same with nothing more to check.
+template <class T>
+void expect_refused_reads(std::initializer_list<read_case> rows) {
+    expect_refused_reads<T>([](const T&) {}, rows);
+}
+
 // decode_content: o.decode_value(view, len) over an exact-size copy of
 // `in`: its status and how far the view moved.
 inline read_result decode_content(qb_asn_object& o, const bytes_t& in, unsigned int len) {
@@ -301,6 +332,19 @@ void expect_default_octets(const T& o, const qb_asn_object* d, const char* hex_t
 inline std::string type_summary(const qb_asn_object& o) {
     std::string s = o.get_type_name() != nullptr ? o.get_type_name() : "(null)";
     s += " " + std::to_string(o.get_tag()) + "/" + std::to_string(o.get_class()) + " ";
+    s += o.encoding_primitive_permitted() ? 'P' : '-';
+    s += o.encoding_constructed_permitted() ? 'C' : '-';
+    s += o.encoding_indefinite_permitted() ? 'I' : '-';
+    return s;
+}
+
+// form_summary: "constructed <c>, indefinite <i>, generates constructed
+// <g>, permits <forms>", the flags 0 or 1 and the forms as in type_summary;
+// e.g. "constructed 0, indefinite 0, generates constructed 0, permits P--".
+inline std::string form_summary(const qb_asn_object& o) {
+    std::string s = "constructed " + std::to_string(o.is_constructed()) + ", indefinite " +
+                    std::to_string(o.is_indefinite_length()) + ", generates constructed " +
+                    std::to_string(o.should_generate_constructed()) + ", permits ";
     s += o.encoding_primitive_permitted() ? 'P' : '-';
     s += o.encoding_constructed_permitted() ? 'C' : '-';
     s += o.encoding_indefinite_permitted() ? 'I' : '-';

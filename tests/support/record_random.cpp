@@ -9,32 +9,17 @@
 #include <set>
 #include <stdexcept>
 
+#include "support/flat_fields.h"
+
 namespace qb_test {
 
 namespace {
 
-// ---- access to flat-record fields through their offsets ----
+// ---- access to flat-record fields through their offsets (word and
+// count_of: support/flat_fields.h) ----
 
 char* at(void* flat, size_t offset) { return static_cast<char*>(flat) + offset; }
 const char* at(const void* flat, size_t offset) { return static_cast<const char*>(flat) + offset; }
-
-template <class T>
-T& word(void* flat, size_t offset) {
-    return *reinterpret_cast<T*>(at(flat, offset));
-}
-template <class T>
-const T& word(const void* flat, size_t offset) {
-    return *reinterpret_cast<const T*>(at(flat, offset));
-}
-
-// The count of a list, as the library reads it: a negative signed count is none.
-unsigned count_of(const qb_field_info& f, const void* flat) {
-    if (f.signed_count) {
-        const int c = word<int>(flat, f.offset);
-        return c < 0 ? 0u : static_cast<unsigned>(c);
-    }
-    return word<unsigned>(flat, f.offset);
-}
 
 const qb_record_info& element_of(const qb_field_info& f) {
     const qb_record_info* e = f.element != nullptr ? f.element() : nullptr;

@@ -58,8 +58,7 @@ struct random_options {
 random_options filled_options(unsigned max_list, unsigned max_octets, bool complete);
 
 // fill_random: fills the zeroed flat record `flat` of type `info` at nesting depth `depth`.
-void fill_random(const qb_record_info& info, void* flat, random_source& rnd, const random_options& opt,
-                 int depth = 0);
+void fill_random(const qb_record_info& info, void* flat, random_source& rnd, const random_options& opt, int depth = 0);
 
 // free_built: releases what fill_random allocated inside `flat` (not `flat` itself).
 void free_built(const qb_record_info& info, void* flat);

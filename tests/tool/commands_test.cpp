@@ -14,20 +14,12 @@
 
 #include "qbasn.h"
 #include "support/hex.h"
+#include "support/record_cases.h"
 #include "tool/tool_fixture.h"
 
 namespace {
 
 using namespace qb_tool_test;
-
-std::string examples(const std::string& name) { return std::string(QBASN_EXAMPLES_DIR) + "/" + name; }
-std::string example_message(const std::string& name) { return examples("messages/" + name); }
-
-std::vector<const qb_record_info*> all_records() {
-    size_t n = 0;
-    const qb_record_info* const* records = qb_record_list(&n);
-    return std::vector<const qb_record_info*>(records, records + n);
-}
 
 // rank_of: what a guess line says after its name: "20 frames named, ...".
 std::string rank_of(const std::string& line) {
@@ -50,8 +42,16 @@ protected:
     }
 
     std::string message_file(const std::string& name, const bytes& octets) {
-        write_bytes(path(name), octets);
+        write_file_octets(path(name), octets);
         return path(name).string();
+    }
+
+    // expect_differences: what diff says when the messages differ: exit
+    // status 1, nothing on standard error, exactly `out`.
+    static void expect_differences(const run_result& r, const std::string& out) {
+        EXPECT_EQ(r.code, 1);
+        EXPECT_EQ(r.err, "");
+        EXPECT_EQ(r.out, out);
     }
 };
 
@@ -59,7 +59,7 @@ protected:
 
 TEST_F(CommandsTest, GuessNamesTheTypeOfEveryExampleMessageFirst) {
     size_t seen = 0;
-    for (const auto& entry : fs::directory_iterator(examples("messages"))) {
+    for (const auto& entry : fs::directory_iterator(example_path("messages"))) {
         if (entry.path().extension() != ".bin") continue;
         ++seen;
         const std::string stem = entry.path().stem().string();
@@ -84,68 +84,56 @@ TEST_F(CommandsTest, GuessNamesTheTypeOfEveryExampleMessageFirst) {
 TEST_F(CommandsTest, GuessWritesOneLinePerCandidate) {
     // The example messages fit one type each; the counts are the message's
     // frames (examples/messages/*.bin, as qbasn dump lists them).
-    run_result r = run({"guess", example_message("attrlist_s_t.bin")});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "attrlist_s_t (type attrlist_t, short form attrlist)  20 frames named, every member present\n");
-
-    // Two empty attribute lists and one action whose attrlist is empty; the
-    // NULL of the empty slot is named by no field.
-    r = run({"guess", example_message("kxaction_group_s_t.bin")});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "kxaction_group_s_t (type kxaction_group_t, short form kxaction_group)  23 frames named, 3 members empty or absent\n");
-
-    r = run({"guess", example_message("uuid_t.bin")});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "uuid_t (short form uuid)  7 frames named, every member present\n");
-
-    r = run({"guess", example_message("remote_log_request.bin")});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "remote_log_request (type RemoteLogRequest)  6 frames named, every member present\n");
-
-    // The leading version INTEGER of the update list and its items is named by no field.
-    r = run({"guess", example_message("object_260_v3.bin")});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "object type 260, envelope version 3 (kxobj_update_list_s_t)  10 frames named, every member present\n");
-
-    r = run({"guess", example_message("object_262_v7.bin")});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "object type 262, envelope version 7 (a bare INTEGER)  1 frame named, every member present\n");
+    struct guess_row {
+        const char* message;
+        const char* line;  // all guess prints
+    };
+    const guess_row rows[] = {
+        {"attrlist_s_t.bin", "attrlist_s_t (type attrlist_t, short form attrlist)  20 frames named, every member present"},
+        // Two empty attribute lists and one action whose attrlist is empty; the
+        // NULL of the empty slot is named by no field.
+        {"kxaction_group_s_t.bin",
+         "kxaction_group_s_t (type kxaction_group_t, short form kxaction_group)  23 frames named, 3 members empty or absent"},
+        {"uuid_t.bin", "uuid_t (short form uuid)  7 frames named, every member present"},
+        {"remote_log_request.bin", "remote_log_request (type RemoteLogRequest)  6 frames named, every member present"},
+        // The leading version INTEGER of the update list and its items is named by no field.
+        {"object_260_v3.bin", "object type 260, envelope version 3 (kxobj_update_list_s_t)  10 frames named, every member present"},
+        {"object_262_v7.bin", "object type 262, envelope version 7 (a bare INTEGER)  1 frame named, every member present"},
+    };
+    for (const guess_row& row : rows) {
+        SCOPED_TRACE(row.message);
+        expect_clean(run({"guess", example_message(row.message)}), std::string(row.line) + "\n");
+    }
 }
 
 TEST_F(CommandsTest, GuessCountsAbsentOptionalMembers) {
     // kxprincipal_s_t with neither identity nor attrs: SEQUENCE { 3, 0 }.
     const std::string m = message_file("principal.bin", hex("04 02 AC DC 30 06 02 01 03 02 01 00"));
-    const run_result r = run({"guess", m});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "kxprincipal_s_t (type kxprincipal_t, short form kxprincipal)  3 frames named, 2 members empty or absent\n");
+    expect_clean(run({"guess", m}),
+                 "kxprincipal_s_t (type kxprincipal_t, short form kxprincipal)  3 frames named, 2 members empty or absent\n");
 }
 
 TEST_F(CommandsTest, GuessListsStructurallyIdenticalRecordsInLibraryOrder) {
     // SEQUENCE { 0, 0, 0 }: three records of three INTEGERs each, equally good.
     const std::string m = message_file("three.bin", hex("04 02 AC DC 30 09 02 01 00 02 01 00 02 01 00"));
-    const run_result r = run({"guess", m});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out,
-              "dbr_get_db_out_s_t (type dbr_get_db_out_t, short form dbr_get_db_out)  4 frames named, every member present\n"
-              "kxtod_range_s_t (type kxtod_range_t, short form kxtod_range)  4 frames named, every member present\n"
-              "kxpop_ipauth_s_t (type kxpop_ipauth_t, short form kxpop_ipauth)  4 frames named, every member present\n");
+    expect_clean(run({"guess", m}),
+                 "dbr_get_db_out_s_t (type dbr_get_db_out_t, short form dbr_get_db_out)  4 frames named, every member present\n"
+                 "kxtod_range_s_t (type kxtod_range_t, short form kxtod_range)  4 frames named, every member present\n"
+                 "kxpop_ipauth_s_t (type kxpop_ipauth_t, short form kxpop_ipauth)  4 frames named, every member present\n");
 }
 
 TEST_F(CommandsTest, GuessListsTheRecordTypeAndTheObjectTypeForVersionTwo) {
     // cert_request_in with envelope version 2 reads through both entry points:
     // SEQUENCE { 1, "a\0", "b\0", 00 }.
     const std::string m = message_file("request.bin", hex("04 02 AC DC 30 0E 02 01 01 04 02 61 00 04 02 62 00 04 01 00"));
-    const run_result r = run({"guess", m});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out,
-              "cert_request_in  4 frames named, every member present\n"
-              "object type 259, envelope version 2 (cert_request_in)  4 frames named, every member present\n");
+    expect_clean(run({"guess", m}),
+                 "cert_request_in  4 frames named, every member present\n"
+                 "object type 259, envelope version 2 (cert_request_in)  4 frames named, every member present\n");
 }
 
 TEST_F(CommandsTest, GuessReadsHexText) {
-    const run_result r = run({"guess", "-"}, "04 02 AC DC 30 0F 02 01 2A 0C 04 72 65 61 64 04 04 DE AD BE EF\n");
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "value_s_t (type value_t, short form value)  4 frames named, every member present\n");
+    expect_clean(run({"guess", "-"}, "04 02 AC DC 30 0F 02 01 2A 0C 04 72 65 61 64 04 04 DE AD BE EF\n"),
+                 "value_s_t (type value_t, short form value)  4 frames named, every member present\n");
 }
 
 TEST_F(CommandsTest, GuessFailsWithOneLineWhenNothingFits) {
@@ -179,16 +167,14 @@ TEST_F(CommandsTest, GuessFailsWithOneLineWhenNothingFits) {
 // ---- template ----
 
 TEST_F(CommandsTest, TemplateOfEveryRecordTypeEncodesAndDecodesToItself) {
-    for (const qb_record_info* info : all_records()) {
+    for (const qb_record_info* info : qb_test::listed_records()) {
         const std::string type = info->flat_name;
         SCOPED_TRACE(type);
         const run_result t = run({"template", type});
         EXPECT_SUCCESS(t);
         ASSERT_FALSE(t.out.empty());
         const std::string message = encode_json(type, t.out, "template");
-        const run_result d = run({"decode", "--type", type, message});
-        EXPECT_SUCCESS(d);
-        EXPECT_EQ(d.out, t.out);
+        expect_clean(run({"decode", "--type", type, message}), t.out);
 
         // guess names the type among the best candidates: records of the same
         // structure tie with it, and nothing ranks above it.
@@ -211,23 +197,21 @@ TEST_F(CommandsTest, TemplateOfEveryRecordTypeEncodesAndDecodesToItself) {
 }
 
 TEST_F(CommandsTest, TemplateFillsEveryField) {
-    const run_result r = run({"template", "attrlist"});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out,
-              "{\n"
-              "  \"attrs\": [\n"
-              "    {\n"
-              "      \"name\": \"<name>\",\n"
-              "      \"values\": [\n"
-              "        {\n"
-              "          \"number\": 0,\n"
-              "          \"text\": \"<text>\",\n"
-              "          \"bytes\": \"00\"\n"
-              "        }\n"
-              "      ]\n"
-              "    }\n"
-              "  ]\n"
-              "}\n");
+    expect_clean(run({"template", "attrlist"}),
+                 "{\n"
+                 "  \"attrs\": [\n"
+                 "    {\n"
+                 "      \"name\": \"<name>\",\n"
+                 "      \"values\": [\n"
+                 "        {\n"
+                 "          \"number\": 0,\n"
+                 "          \"text\": \"<text>\",\n"
+                 "          \"bytes\": \"00\"\n"
+                 "        }\n"
+                 "      ]\n"
+                 "    }\n"
+                 "  ]\n"
+                 "}\n");
 
     // Optional members present, fixed octets at their size.
     const run_result p = run({"template", "kxprincipal_s_t"});
@@ -238,24 +222,22 @@ TEST_F(CommandsTest, TemplateFillsEveryField) {
 }
 
 TEST_F(CommandsTest, TemplateNestsARecursiveRecordOneLevel) {
-    const run_result r = run({"template", "namevalue_t"});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out,
-              "{\n"
-              "  \"name\": \"<name>\",\n"
-              "  \"values\": [\n"
-              "    \"<values>\"\n"
-              "  ],\n"
-              "  \"child_nodes\": [\n"
-              "    {\n"
-              "      \"name\": \"<name>\",\n"
-              "      \"values\": [\n"
-              "        \"<values>\"\n"
-              "      ],\n"
-              "      \"child_nodes\": []\n"
-              "    }\n"
-              "  ]\n"
-              "}\n");
+    expect_clean(run({"template", "namevalue_t"}),
+                 "{\n"
+                 "  \"name\": \"<name>\",\n"
+                 "  \"values\": [\n"
+                 "    \"<values>\"\n"
+                 "  ],\n"
+                 "  \"child_nodes\": [\n"
+                 "    {\n"
+                 "      \"name\": \"<name>\",\n"
+                 "      \"values\": [\n"
+                 "        \"<values>\"\n"
+                 "      ],\n"
+                 "      \"child_nodes\": []\n"
+                 "    }\n"
+                 "  ]\n"
+                 "}\n");
 }
 
 TEST_F(CommandsTest, TemplateUsesTheFirstSlot) {
@@ -277,16 +259,13 @@ TEST_F(CommandsTest, TemplateOfTheObjectTypes) {
         write_file(path("object.json"), t.out);
         EXPECT_SUCCESS(run({"encode", "--object-type", object_type, "--envelope-version", "9", path("object.json").string(), "-o",
                             path("object.bin").string()}));
-        const run_result d = run({"decode", "--object-type", object_type, "--envelope-version", "9", path("object.bin").string()});
-        EXPECT_SUCCESS(d);
-        EXPECT_EQ(d.out, t.out);
+        expect_clean(run({"decode", "--object-type", object_type, "--envelope-version", "9", path("object.bin").string()}),
+                     t.out);
     }
     const run_result r = run({"template", "--object-type", "259"});
     EXPECT_EQ(r.out, "{\n  \"text_a\": \"<text_a>\",\n  \"text_b\": \"<text_b>\",\n  \"body\": \"00\"\n}\n");
 
-    const run_result i = run({"template", "--object-type", "262"});
-    EXPECT_SUCCESS(i);
-    EXPECT_EQ(i.out, "0\n");
+    expect_clean(run({"template", "--object-type", "262"}), "0\n");
 }
 
 TEST_F(CommandsTest, TemplateOfAnUnknownTypeFails) {
@@ -302,33 +281,25 @@ const char* const kValue = "04 02 AC DC 30 0F 02 01 2A 0C 04 72 65 61 64 04 04 D
 
 TEST_F(CommandsTest, DiffOfEqualMessages) {
     const std::string a = message_file("a.bin", hex(kValue));
-    const run_result r = run({"diff", "--type", "value", a, example_message("value_s_t.bin")});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "no differences\n");
+    expect_clean(run({"diff", "--type", "value", a, example_message("value_s_t.bin")}), "no differences\n");
 }
 
 TEST_F(CommandsTest, DiffOfANumberATextAndOctets) {
     const std::string a = message_file("a.bin", hex(kValue));
     // { 43, "reed", DEADBEEE }
     const std::string b = message_file("b.bin", hex("04 02 AC DC 30 0F 02 01 2B 0C 04 72 65 65 64 04 04 DE AD BE EE"));
-    const run_result r = run({"diff", "--type", "value_s_t", a, b});
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.out,
-              "number: 42 -> 43\n"
-              "text: \"read\" -> \"reed\"\n"
-              "bytes: \"DEADBEEF\" -> \"DEADBEEE\"\n");
+    expect_differences(run({"diff", "--type", "value_s_t", a, b}),
+                       "number: 42 -> 43\n"
+                       "text: \"read\" -> \"reed\"\n"
+                       "bytes: \"DEADBEEF\" -> \"DEADBEEE\"\n");
 }
 
 TEST_F(CommandsTest, DiffNamesNestedPaths) {
-    std::string json = read_file(examples("attrlist_s_t.json"));
+    std::string json = read_file(example_path("attrlist_s_t.json"));
     const std::string a = encode_json("attrlist", json, "a");
     json.replace(json.find("\"blue\""), 6, "\"green\"");
     const std::string b = encode_json("attrlist", json, "b");
-    const run_result r = run({"diff", "--type", "attrlist", a, b});
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.out, "attrs[1].values[0].text: \"blue\" -> \"green\"\n");
+    expect_differences(run({"diff", "--type", "attrlist", a, b}), "attrs[1].values[0].text: \"blue\" -> \"green\"\n");
 }
 
 TEST_F(CommandsTest, DiffOfListLengths) {
@@ -340,32 +311,23 @@ TEST_F(CommandsTest, DiffOfListLengths) {
                                       R"({"attrs": [{"name": "badge", "values": [{"number": 7, "text": "blue", "bytes": "0A0B"}]},
                                                     {"name": "room", "values": []}]})",
                                       "b");
-    const run_result r = run({"diff", "--type", "attrlist", a, b});
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.out,
-              "attrs: 1 element -> 2 elements\n"
-              "attrs[0].values: 2 elements -> 1 element\n"
-              "attrs[0].values[1]: only in '" + a + "': {\"number\": -1, \"text\": \"expired\", \"bytes\": \"\"}\n"
-              "attrs[1]: only in '" + b + "': {\"name\": \"room\", \"values\": []}\n");
+    expect_differences(run({"diff", "--type", "attrlist", a, b}),
+                       "attrs: 1 element -> 2 elements\n"
+                       "attrs[0].values: 2 elements -> 1 element\n"
+                       "attrs[0].values[1]: only in '" + a + "': {\"number\": -1, \"text\": \"expired\", \"bytes\": \"\"}\n"
+                       "attrs[1]: only in '" + b + "': {\"name\": \"room\", \"values\": []}\n");
 }
 
 TEST_F(CommandsTest, DiffOfAnOptionalMember) {
     // kxprincipal_s_t { 3, -, 0, - } and { 3, -, 0, { attrs [] } }.
     const std::string a = message_file("a.bin", hex("04 02 AC DC 30 06 02 01 03 02 01 00"));
     const std::string b = message_file("b.bin", hex("04 02 AC DC 30 0A 02 01 03 02 01 00 30 02 30 00"));
-    run_result r = run({"diff", "--type", "kxprincipal", a, b});
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.out, "attrs: null -> {\"attrs\": []}\n");
-
-    r = run({"diff", "--type", "kxprincipal", b, a});
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.out, "attrs: {\"attrs\": []} -> null\n");
+    expect_differences(run({"diff", "--type", "kxprincipal", a, b}), "attrs: null -> {\"attrs\": []}\n");
+    expect_differences(run({"diff", "--type", "kxprincipal", b, a}), "attrs: {\"attrs\": []} -> null\n");
 }
 
 TEST_F(CommandsTest, DiffOfASlot) {
-    std::string json = read_file(examples("kxaction_group_s_t.json"));
+    std::string json = read_file(example_path("kxaction_group_s_t.json"));
     const std::string a = encode_json("kxaction_group", json, "a");
     // The second slot, empty in the example, gets an action.
     const std::string slot = "    null,\n";
@@ -373,12 +335,9 @@ TEST_F(CommandsTest, DiffOfASlot) {
                  R"({"bit": 1, "letter": "x", "name": "run", "description": "", "type": 0, "flags": 0, "attrlist": {"attrs": []}},)"
                  "\n");
     const std::string b = encode_json("kxaction_group", json, "b");
-    const run_result r = run({"diff", "--type", "kxaction_group", a, b});
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.out,
-              "actions[1]: null -> {\"bit\": 1, \"letter\": \"x\", \"name\": \"run\", \"description\": \"\", \"type\": 0, "
-              "\"flags\": 0, \"attrlist\": {\"attrs\": []}}\n");
+    expect_differences(run({"diff", "--type", "kxaction_group", a, b}),
+                       "actions[1]: null -> {\"bit\": 1, \"letter\": \"x\", \"name\": \"run\", \"description\": \"\", \"type\": 0, "
+                       "\"flags\": 0, \"attrlist\": {\"attrs\": []}}\n");
 }
 
 TEST_F(CommandsTest, DiffWithTheWrongTypeNamesTheFile) {
@@ -399,19 +358,15 @@ TEST_F(CommandsTest, DiffWithTheWrongTypeNamesTheFile) {
 TEST_F(CommandsTest, DiffOfObjectTypes) {
     // object type 262 with envelope version 7: 1234 (examples/messages/object_262_v7.bin) and 1235.
     const std::string b = message_file("b.bin", hex("04 07 AC DC 02 02 04 D3"));
-    run_result r = run({"diff", "--object-type", "262", "--envelope-version", "7", example_message("object_262_v7.bin"), b});
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.out, "value: 1234 -> 1235\n");
-
-    r = run({"diff", "--object-type", "260", "--envelope-version", "3", example_message("object_260_v3.bin"),
-             example_message("object_260_v3.bin")});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "no differences\n");
+    expect_differences(run({"diff", "--object-type", "262", "--envelope-version", "7", example_message("object_262_v7.bin"), b}),
+                       "value: 1234 -> 1235\n");
+    expect_clean(run({"diff", "--object-type", "260", "--envelope-version", "3", example_message("object_260_v3.bin"),
+                      example_message("object_260_v3.bin")}),
+                 "no differences\n");
 
     // The envelope's version octet must be the one given.
-    r = run({"diff", "--object-type", "262", "--envelope-version", "2", example_message("object_262_v7.bin"), b});
-    expect_error(r, 1, "as object type 262, envelope version 2");
+    expect_error(run({"diff", "--object-type", "262", "--envelope-version", "2", example_message("object_262_v7.bin"), b}), 1,
+                 "as object type 262, envelope version 2");
 }
 
 }  // namespace

@@ -27,8 +27,6 @@ const std::regex kQbasnFrame(R"(^ *([0-9]+) +([0-9]+) .*? (prim|cons) len=([0-9]
 const std::regex kFindingLine(R"(^ {11}(  )*(error|warning|note): offset [0-9]+: .+$)");
 const std::regex kCountLine(R"(^([0-9]+ errors?(, [0-9]+ warnings?)?|[0-9]+ warnings?)$)");
 
-std::string examples(const std::string& file) { return std::string(QBASN_EXAMPLES_DIR) + "/messages/" + file; }
-
 // last_line: the last line of a text, "" for none.
 std::string last_line(const std::string& text) {
     const std::vector<std::string> lines = lines_of(text);
@@ -44,11 +42,8 @@ protected:
         return run(args, hex_input);
     }
 
-    // expect_clean: exit status 0, nothing on standard error, exactly `out`.
-    static void expect_clean(const run_result& r, const std::string& out) {
-        EXPECT_SUCCESS(r);
-        EXPECT_EQ(r.out, out);
-    }
+    // expect_clean (tool_fixture.h): exit status 0, nothing on standard
+    // error, exactly `out`.
 
     // expect_failed: exit status 2, the whole tree `out` on standard output
     // and the one line "error: <first>" on standard error.
@@ -112,26 +107,52 @@ TEST_F(DumpChecks, warnings_alone_leave_the_exit_status_zero_and_are_counted) {
 
 // ---- content no valid BER has: errors ----
 
-TEST_F(DumpChecks, bit_string_unused_bits_out_of_range_or_without_data_are_errors) {
-    expect_failed(dump("03 02 0F 00"),
+TEST_F(DumpChecks, a_single_frame_with_malformed_content_is_one_error_under_it) {
+    // The whole input is one frame: its line, the error one level deeper,
+    // the count; exit status 2 and the error on standard error.
+    struct bad {
+        const char* message;  // hex
+        const char* line;     // the frame's line
+        const char* error;
+    };
+    const bad cases[] = {
+        // BIT STRING: unused bits out of range or without data.
+        {"03 02 0F 00", "BIT STRING prim len=2  unused=15  00", "unused-bits octet 15 is more than 7"},
+        {"03 01 03", "BIT STRING prim len=1  unused=3", "3 unused bits in a BIT STRING without data octets"},
+        {"03 00", "BIT STRING prim len=0", "BIT STRING without its unused-bits octet"},
+        {"00 00", "EOC prim len=0", "end-of-contents outside an indefinite length"},
+        // A primitive frame cut off shows the octets that are there.
+        {"04 08 41 42 43", "OCTET STRING prim len=8  41 42 43  |ABC|", "length 8 runs past the end of the input (3 octets left)"},
+        // REAL content.
+        {"09 01 44", "REAL prim len=1  44  |D|", "REAL value 44 is reserved (40 to 43 are the infinities, NOT-A-NUMBER and minus zero)"},
+        {"09 02 40 00", "REAL prim len=2  40 00  |@.|", "REAL value 40 followed by 1 octet (it is one octet alone)"},
+        {"09 01 80", "REAL prim len=1  80  |.|", "REAL exponent cut off (1 octet announced, 0 present)"},
+        {"09 02 80 01", "REAL prim len=2  80 01  |..|", "REAL without mantissa octets"},
+        {"09 03 B0 01 01", "REAL prim len=3  B0 01 01  |...|", "REAL base code 11 is reserved (only bases 2, 8 and 16 exist)"},
+        {"09 02 83 00", "REAL prim len=2  83 00  |..|", "REAL exponent of 0 octets"},
+        {"09 03 AF FF 03", "REAL prim len=3  AF FF 03  |...|", "REAL exponent cut off (255 octets announced, 1 present)"},
+        {"09 03 04 31 32", "REAL prim len=3  04 31 32  |.12|", "decimal REAL in form 4 (only NR1, NR2 and NR3 exist)"},
+        {"09 04 02 31 2E 78", "REAL prim len=4  02 31 2E 78  |.1.x|", "decimal REAL \"1.x\" is not a number in the NR2 form"},
+        {"09 02 02 2E", "REAL prim len=2  02 2E  |..|", "decimal REAL \".\" is not a number in the NR2 form"},
+        {"09 03 03 31 45", "REAL prim len=3  03 31 45  |.1E|", "decimal REAL \"1E\" is not a number in the NR3 form"},
+    };
+    for (const bad& b : cases) {
+        SCOPED_TRACE(b.message);
+        expect_failed(dump(b.message),
+                      std::string("no envelope\n     0   0 ") + b.line + "\n             error: offset 0: " + b.error + "\n1 error\n",
+                      std::string("offset 0: ") + b.error);
+    }
+    // A constructed REAL: the error, then the frame inside it.
+    expect_failed(dump("29 03 09 01 40"),
                   "no envelope\n"
-                  "     0   0 BIT STRING prim len=2  unused=15  00\n"
-                  "             error: offset 0: unused-bits octet 15 is more than 7\n"
+                  "     0   0 REAL cons len=3\n"
+                  "             error: offset 0: REAL must be primitive\n"
+                  "     2   1   REAL prim len=1  PLUS-INFINITY\n"
                   "1 error\n",
-                  "offset 0: unused-bits octet 15 is more than 7");
-    expect_failed(dump("03 01 03"),
-                  "no envelope\n"
-                  "     0   0 BIT STRING prim len=1  unused=3\n"
-                  "             error: offset 0: 3 unused bits in a BIT STRING without data octets\n"
-                  "1 error\n",
-                  "offset 0: 3 unused bits in a BIT STRING without data octets");
-    expect_failed(dump("03 00"),
-                  "no envelope\n"
-                  "     0   0 BIT STRING prim len=0\n"
-                  "             error: offset 0: BIT STRING without its unused-bits octet\n"
-                  "1 error\n",
-                  "offset 0: BIT STRING without its unused-bits octet");
-    // Seven unused bits, and an empty BIT STRING with unused=0, are fine.
+                  "offset 0: REAL must be primitive");
+}
+
+TEST_F(DumpChecks, bit_strings_with_seven_unused_bits_or_none_and_no_data_are_fine) {
     expect_clean(dump("30 07 03 02 07 80 03 01 00"),
                  "no envelope\n"
                  "     0   0 SEQUENCE cons len=7\n"
@@ -201,12 +222,7 @@ TEST_F(DumpChecks, end_of_contents_belongs_in_an_indefinite_length_only_and_has_
                   "               error: offset 5: end-of-contents inside a definite length\n"
                   "1 error\n",
                   "offset 5: end-of-contents inside a definite length");
-    expect_failed(dump("00 00"),
-                  "no envelope\n"
-                  "     0   0 EOC prim len=0\n"
-                  "             error: offset 0: end-of-contents outside an indefinite length\n"
-                  "1 error\n",
-                  "offset 0: end-of-contents outside an indefinite length");
+    // Outside an indefinite length: a_single_frame_with_malformed_content_is_one_error_under_it.
     // 00 01 AA is no end-of-contents: the SEQUENCE ends at the 00 00 after it.
     expect_failed(dump("30 80 00 01 AA 00 00"),
                   "no envelope\n"
@@ -408,37 +424,7 @@ TEST_F(DumpChecks, real_values_are_shown_as_numbers) {
     }
 }
 
-TEST_F(DumpChecks, malformed_real_content_is_an_error_at_the_element) {
-    struct bad {
-        const char* message;  // hex
-        const char* line;     // the frame's line
-        const char* error;
-    };
-    const bad cases[] = {
-        {"09 01 44", "REAL prim len=1  44  |D|", "REAL value 44 is reserved (40 to 43 are the infinities, NOT-A-NUMBER and minus zero)"},
-        {"09 02 40 00", "REAL prim len=2  40 00  |@.|", "REAL value 40 followed by 1 octet (it is one octet alone)"},
-        {"09 01 80", "REAL prim len=1  80  |.|", "REAL exponent cut off (1 octet announced, 0 present)"},
-        {"09 02 80 01", "REAL prim len=2  80 01  |..|", "REAL without mantissa octets"},
-        {"09 03 B0 01 01", "REAL prim len=3  B0 01 01  |...|", "REAL base code 11 is reserved (only bases 2, 8 and 16 exist)"},
-        {"09 02 83 00", "REAL prim len=2  83 00  |..|", "REAL exponent of 0 octets"},
-        {"09 03 AF FF 03", "REAL prim len=3  AF FF 03  |...|", "REAL exponent cut off (255 octets announced, 1 present)"},
-        {"09 03 04 31 32", "REAL prim len=3  04 31 32  |.12|", "decimal REAL in form 4 (only NR1, NR2 and NR3 exist)"},
-        {"09 04 02 31 2E 78", "REAL prim len=4  02 31 2E 78  |.1.x|", "decimal REAL \"1.x\" is not a number in the NR2 form"},
-        {"09 02 02 2E", "REAL prim len=2  02 2E  |..|", "decimal REAL \".\" is not a number in the NR2 form"},
-        {"09 03 03 31 45", "REAL prim len=3  03 31 45  |.1E|", "decimal REAL \"1E\" is not a number in the NR3 form"},
-        {"29 03 09 01 40", "REAL cons len=3", "REAL must be primitive"},
-    };
-    for (const bad& b : cases) {
-        SCOPED_TRACE(b.message);
-        const run_result r = dump(b.message);
-        EXPECT_EQ(r.code, 2);
-        EXPECT_EQ(r.err, std::string("error: offset 0: ") + b.error + "\n");
-        const std::vector<std::string> lines = lines_of(r.out);
-        ASSERT_GE(lines.size(), 3u) << r.out;
-        EXPECT_EQ(lines[1], std::string("     0   0 ") + b.line);
-        EXPECT_EQ(lines[2], std::string("             error: offset 0: ") + b.error);
-    }
-}
+// Malformed REAL content: a_single_frame_with_malformed_content_is_one_error_under_it.
 
 TEST_F(DumpChecks, readable_reals_in_a_form_the_rules_avoid_are_warnings) {
     expect_clean(dump("09 03 C0 00 00"),
@@ -464,9 +450,9 @@ TEST_F(DumpChecks, a_truncated_message_shows_its_frames_as_far_as_they_go) {
     // The first 45 of the 86 octets of the attrlist example: the outer
     // frames are cut, the first attribute is whole, the second has only its
     // identifier octet.
-    const bytes message = read_bytes(examples("attrlist_s_t.bin"));
+    const bytes message = read_file_octets(example_message("attrlist_s_t.bin"));
     ASSERT_EQ(message.size(), 86u);
-    write_bytes(path("cut.bin"), bytes(message.begin(), message.begin() + 45));
+    write_file_octets(path("cut.bin"), bytes(message.begin(), message.begin() + 45));
     const run_result r = run({"dump", "--type", "attrlist", path("cut.bin").string()});
     expect_failed(r,
                   "envelope: header length 4, version 2, signature AC DC\n"
@@ -485,13 +471,7 @@ TEST_F(DumpChecks, a_truncated_message_shows_its_frames_as_far_as_they_go) {
                   "    44           30                                               |0|\n"
                   "1 error\n",
                   "offset 4: length 80 runs past the end of the input (39 octets left)");
-    // A primitive frame cut off shows the octets that are there.
-    expect_failed(dump("04 08 41 42 43"),
-                  "no envelope\n"
-                  "     0   0 OCTET STRING prim len=8  41 42 43  |ABC|\n"
-                  "             error: offset 0: length 8 runs past the end of the input (3 octets left)\n"
-                  "1 error\n",
-                  "offset 0: length 8 runs past the end of the input (3 octets left)");
+    // A primitive frame cut off alone: a_single_frame_with_malformed_content_is_one_error_under_it.
 }
 
 TEST_F(DumpChecks, a_frame_longer_than_its_enclosing_frame_ends_with_it_and_the_walk_goes_on) {
@@ -609,7 +589,7 @@ TEST_F(DumpChecks, random_octets_give_a_consistent_tree_findings_and_counts) {
         } else if (i % 3 == 1) {
             b[0] = static_cast<unsigned char>(0x20 | b[0]);
         }
-        write_bytes(path("r.bin"), b);
+        write_file_octets(path("r.bin"), b);
         std::vector<std::string> args = {"dump", "--in", "raw", path("r.bin").string()};
         const std::vector<std::string>& more = option_sets[static_cast<size_t>(i) % option_sets.size()];
         args.insert(args.end(), more.begin(), more.end());
@@ -656,7 +636,7 @@ TEST_F(DumpChecks, random_octets_give_a_consistent_tree_findings_and_counts) {
 // ---- where a message stops fitting a record (--type) ----
 
 TEST_F(DumpChecks, dump_type_says_where_the_members_stop_fitting_the_record) {
-    const run_result r = run({"dump", "--type", "uuid", examples("attrlist_s_t.bin")});
+    const run_result r = run({"dump", "--type", "uuid", example_message("attrlist_s_t.bin")});
     EXPECT_SUCCESS(r);
     const std::vector<std::string> lines = lines_of(r.out);
     ASSERT_GE(lines.size(), 6u);
@@ -718,13 +698,13 @@ TEST_F(DumpChecks, missing_extra_and_misplaced_members_are_each_named) {
 // ---- --object-type (dump) ----
 
 TEST_F(DumpChecks, dump_object_type_labels_an_untyped_message_by_its_record) {
-    const run_result c = run({"dump", "--object-type", "259", examples("object_259_v1.bin")});
+    const run_result c = run({"dump", "--object-type", "259", example_message("object_259_v1.bin")});
     EXPECT_SUCCESS(c);
     EXPECT_NE(c.out.find("     4   0 SEQUENCE cons len=41  (cert_request_in)\n"
                          "     6   1   INTEGER prim len=1  1  (version)\n"),
               std::string::npos)
         << c.out;
-    const run_result u = run({"dump", "--object-type", "260", examples("object_260_v3.bin")});
+    const run_result u = run({"dump", "--object-type", "260", example_message("object_260_v3.bin")});
     EXPECT_SUCCESS(u);
     EXPECT_NE(u.out.find("     4   0 SEQUENCE cons len=57  (kxobj_update_list_s_t)\n"
                          "     6   1   INTEGER prim len=1  1  (version)\n"
@@ -824,7 +804,7 @@ TEST_F(DumpChecks, the_library_writes_der) {
                              "object_259_v1.bin", "object_260_v3.bin", "object_262_v7.bin", "remote_log_request.bin",
                              "uuid_t.bin", "value_s_t.bin"}) {
         SCOPED_TRACE(file);
-        const run_result r = run({"dump", "--der", examples(file)});
+        const run_result r = run({"dump", "--der", example_message(file)});
         EXPECT_SUCCESS(r);
         EXPECT_EQ(r.out.find("warning:"), std::string::npos) << r.out;
         EXPECT_GT(lines_of(r.out).size(), 1u);
@@ -869,8 +849,8 @@ TEST_F(DumpChecks, decode_names_the_frame_where_the_message_stops_matching_the_r
     expect_error(run({"decode", "--type", "uuid", "--hex"}, "04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01"), 1,
                  "(decoding uuid_t; offset 9, time_mid: expected INTEGER, found UTF8String)");
     // Cut off: the frame whose length runs past the end.
-    const bytes message = read_bytes(examples("attrlist_s_t.bin"));
-    write_bytes(path("cut.bin"), bytes(message.begin(), message.begin() + 60));
+    const bytes message = read_file_octets(example_message("attrlist_s_t.bin"));
+    write_file_octets(path("cut.bin"), bytes(message.begin(), message.begin() + 60));
     expect_error(run({"decode", "--type", "attrlist", path("cut.bin").string()}), 1,
                  "offset 4, attrlist_s_t: length 80 runs past the end of the input (54 octets left)");
     // The library reads strings in the primitive form only.
@@ -888,7 +868,7 @@ TEST_F(DumpChecks, decode_der_refuses_a_message_that_is_ber_but_not_der) {
     EXPECT_EQ(der.out, "");
     expect_error(run({"decode", "--type", "value", "--hex", "--der"}, "04 02 AC DC 30 0A 02 02 00 05 0C 01 61 04 01 01"), 2,
                  "not DER: offset 6: INTEGER has a needless leading 00 octet");
-    const run_result ok = run({"decode", "--type", "value", "--der", examples("value_s_t.bin")});
+    const run_result ok = run({"decode", "--type", "value", "--der", example_message("value_s_t.bin")});
     EXPECT_SUCCESS(ok);
     EXPECT_EQ(ok.out.substr(0, 2), "{\n");
 }

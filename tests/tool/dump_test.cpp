@@ -174,10 +174,10 @@ TEST_F(DumpTest, a_pem_certificate_its_der_and_its_base64_give_one_dump) {
 }
 
 TEST_F(DumpTest, decode_reads_every_input_format) {
-    const std::string message = std::string(QBASN_EXAMPLES_DIR) + "/messages/value_s_t.bin";
+    const std::string message = example_message("value_s_t.bin");
     const run_result raw = run({"decode", "--type", "value", message});
     EXPECT_SUCCESS(raw);
-    const bytes octets = read_bytes(message);
+    const bytes octets = read_file_octets(message);
     write_file(path("m.hex"), hex_of(octets));
     std::string b64 = "-----BEGIN QBASN MESSAGE-----\n";
     {
@@ -336,7 +336,7 @@ std::string on_terminal(const std::vector<std::string>& args, const std::vector<
 }
 
 TEST_F(DumpTest, colour_only_on_a_terminal_and_never_with_no_color) {
-    const std::string message = std::string(QBASN_EXAMPLES_DIR) + "/messages/attrlist_s_t.bin";
+    const std::string message = example_message("attrlist_s_t.bin");
     const std::string coloured = on_terminal({"dump", "--type", "attrlist", message}, {"NO_COLOR="});
     EXPECT_NE(coloured.find("\033[1;36mSEQUENCE\033[0m"), std::string::npos) << coloured;
     EXPECT_NE(coloured.find("\033[32m\"department\"\033[0m"), std::string::npos) << coloured;

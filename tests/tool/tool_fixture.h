@@ -13,12 +13,16 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "support/text_lines.h"
+
 #ifndef QBASN_TOOL_PATH
 #error "QBASN_TOOL_PATH must name the built qbasn tool"
+#endif
+#ifndef QBASN_EXAMPLES_DIR
+#error "QBASN_EXAMPLES_DIR must name the repository's examples directory"
 #endif
 
 namespace qb_tool_test {
@@ -50,7 +54,7 @@ inline std::string read_file(const fs::path& p) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-inline bytes read_bytes(const fs::path& p) {
+inline bytes read_file_octets(const fs::path& p) {
     const std::string s = read_file(p);
     return bytes(s.begin(), s.end());
 }
@@ -60,18 +64,17 @@ inline void write_file(const fs::path& p, const std::string& text) {
     out << text;
 }
 
-inline void write_bytes(const fs::path& p, const bytes& b) {
+inline void write_file_octets(const fs::path& p, const bytes& b) {
     std::ofstream out(p, std::ios::binary);
     out.write(reinterpret_cast<const char*>(b.data()), static_cast<std::streamsize>(b.size()));
 }
 
-inline std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    std::string line;
-    while (std::getline(in, line)) lines.push_back(line);
-    return lines;
-}
+using qb_test::lines_of;
+
+// example_path: a file of the repository's examples/ ("attrlist_s_t.json");
+// example_message: one of its messages, examples/messages/<name>.
+inline std::string example_path(const std::string& name) { return std::string(QBASN_EXAMPLES_DIR) + "/" + name; }
+inline std::string example_message(const std::string& name) { return example_path("messages/" + name); }
 
 inline std::string hex_of(const bytes& b) {
     std::string s;
@@ -127,6 +130,13 @@ protected:
         EXPECT_EQ((r).code, 0) << "stderr: " << (r).err;                                             \
         EXPECT_EQ((r).err, "");                                                                      \
     } while (0)
+
+// expect_clean: the run exited with 0, printed nothing on standard error and
+// exactly `out` on standard output.
+inline void expect_clean(const run_result& r, const std::string& out) {
+    EXPECT_SUCCESS(r);
+    EXPECT_EQ(r.out, out);
+}
 
 // A failed run exits with `status` and prints exactly one line, "error: ...",
 // that contains `needle`.

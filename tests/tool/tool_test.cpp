@@ -25,7 +25,9 @@
 
 #include "qbasn.h"
 #include "qbasn/cxx.h"
+#include "support/flat_fields.h"
 #include "support/hex.h"
+#include "support/record_cases.h"
 #include "support/record_random.h"
 #include "tool/tool_fixture.h"
 
@@ -35,13 +37,12 @@ using namespace qb_tool_test;
 
 // ---- samples built by the library ----
 
-const qb_record_info* const* all_records(size_t& n) { return qb_record_list(&n); }
+using qb_test::count_of;
+using qb_test::word;
 
 std::vector<std::string> record_names() {
-    size_t n = 0;
-    const qb_record_info* const* records = all_records(n);
     std::vector<std::string> names;
-    for (size_t i = 0; i < n; ++i) names.push_back(records[i]->flat_name);
+    for (const qb_record_info* info : qb_test::listed_records()) names.push_back(info->flat_name);
     return names;
 }
 
@@ -50,21 +51,6 @@ std::vector<std::string> record_names() {
 bool has_leading_version(const qb_record_info& info) {
     static const std::set<std::string> names = {"kxobj_update_s_t", "kxobj_update_list_s_t", "cert_request_in"};
     return names.count(info.flat_name) != 0;
-}
-
-template <class T>
-T word(const void* flat, size_t offset) {
-    T v;
-    std::memcpy(&v, static_cast<const char*>(flat) + offset, sizeof v);
-    return v;
-}
-
-size_t count_of(const qb_field_info& f, const void* flat) {
-    if (f.signed_count) {
-        const int c = word<int>(flat, f.offset);
-        return c < 0 ? 0 : static_cast<size_t>(c);
-    }
-    return word<unsigned>(flat, f.offset);
 }
 
 // frames: how many BER frames the record's message holds (its SEQUENCE and
@@ -172,8 +158,9 @@ sample make_sample(const qb_record_info& info, std::uint64_t seed, int shape, un
     return s;
 }
 
-// The names a user may give a record: flat name, type name, short form.
-std::vector<std::string> names_of(const qb_record_info& info) {
+// accepted_names: the names a user may give a record: flat name, type name,
+// short form.
+std::vector<std::string> accepted_names(const qb_record_info& info) {
     std::vector<std::string> names = {info.flat_name, info.name};
     std::string flat = info.flat_name;
     for (const char* suffix : {"_s_t", "_t"}) {
@@ -215,7 +202,7 @@ class RecordRoundTrip : public ToolTest, public ::testing::WithParamInterface<st
 TEST_P(RecordRoundTrip, encode_of_decode_gives_the_message_and_dump_shows_every_frame) {
     const qb_record_info* info = qb_record_find(GetParam().c_str());
     ASSERT_NE(info, nullptr);
-    const std::vector<std::string> names = names_of(*info);
+    const std::vector<std::string> names = accepted_names(*info);
     for (int shape = 0; shape < 3; ++shape) {
         for (std::uint64_t seed = 1; seed <= 2; ++seed) {
             SCOPED_TRACE("shape " + std::to_string(shape) + " seed " + std::to_string(seed));
@@ -230,7 +217,7 @@ TEST_P(RecordRoundTrip, encode_of_decode_gives_the_message_and_dump_shows_every_
             if (as_hex)
                 write_file(msg, hex_of(s.message));
             else
-                write_bytes(msg, s.message);
+                write_file_octets(msg, s.message);
 
             std::vector<std::string> decode = {"decode", "--type", name, msg.string()};
             if (as_hex) decode.push_back("--hex");
@@ -251,7 +238,7 @@ TEST_P(RecordRoundTrip, encode_of_decode_gives_the_message_and_dump_shows_every_
             }
             const run_result e = run(encode);
             EXPECT_SUCCESS(e);
-            const bytes again = as_hex ? hex(e.out.c_str()) : read_bytes(back);
+            const bytes again = as_hex ? hex(e.out.c_str()) : read_file_octets(back);
             EXPECT_EQ(hex_of(again), hex_of(s.message)) << "JSON was:\n" << d.out;
 
             // The dump: the envelope line, then exactly one line per frame.
@@ -309,12 +296,11 @@ TEST_F(ToolTest, types_shows_the_definition_and_json_shape_of_one_record) {
 TEST_F(ToolTest, record_names_take_flat_type_and_short_forms) {
     // value_s_t {5, "a", 01}.
     const bytes message = hex("04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01");
-    write_bytes(path("m.bin"), message);
+    write_file_octets(path("m.bin"), message);
     for (const char* name : {"value_s_t", "value_t", "value"}) {
         SCOPED_TRACE(name);
-        const run_result r = run({"decode", "--type", name, path("m.bin").string()});
-        EXPECT_SUCCESS(r);
-        EXPECT_EQ(r.out, "{\n  \"number\": 5,\n  \"text\": \"a\",\n  \"bytes\": \"01\"\n}\n");
+        expect_clean(run({"decode", "--type", name, path("m.bin").string()}),
+                     "{\n  \"number\": 5,\n  \"text\": \"a\",\n  \"bytes\": \"01\"\n}\n");
     }
     // uuid_t by its flat name (which ends in _t) and its short form.
     const run_result u = run({"encode", "--type", "uuid", "--hex"},
@@ -328,15 +314,13 @@ TEST_F(ToolTest, record_names_take_flat_type_and_short_forms) {
 // ---- exact output ----
 
 TEST_F(ToolTest, dump_of_a_record_names_its_fields) {
-    write_bytes(path("m.bin"), hex("04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01"));
-    const run_result r = run({"dump", "--type", "value", path("m.bin").string()});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out,
-              "envelope: header length 4, version 2, signature AC DC\n"
-              "     4   0 SEQUENCE cons len=9  (value_s_t)\n"
-              "     6   1   INTEGER prim len=1  5  (number)\n"
-              "     9   1   UTF8String prim len=1  \"a\"  (text)\n"
-              "    12   1   OCTET STRING prim len=1  01  |.|  (bytes)\n");
+    write_file_octets(path("m.bin"), hex("04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01"));
+    expect_clean(run({"dump", "--type", "value", path("m.bin").string()}),
+                 "envelope: header length 4, version 2, signature AC DC\n"
+                 "     4   0 SEQUENCE cons len=9  (value_s_t)\n"
+                 "     6   1   INTEGER prim len=1  5  (number)\n"
+                 "     9   1   UTF8String prim len=1  \"a\"  (text)\n"
+                 "    12   1   OCTET STRING prim len=1  01  |.|  (bytes)\n");
 }
 
 TEST_F(ToolTest, dump_reads_any_ber_without_envelope) {
@@ -345,52 +329,43 @@ TEST_F(ToolTest, dump_reads_any_ber_without_envelope) {
     const std::string input =
         "30 80  A1 03 02 01 07  01 01 FF  05 00  06 03 2A 86 48  03 02 04 F0\n"
         "1E 04 00 68 00 69  9F 81 00 01 AA  00 00  # the end-of-contents\n";
-    const run_result r = run({"dump", "--hex"}, input);
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out,
-              "no envelope\n"
-              "     0   0 SEQUENCE cons len=indef\n"
-              "     2   1   [CONTEXT 1] cons len=3\n"
-              "     4   2     INTEGER prim len=1  7\n"
-              "     7   1   BOOLEAN prim len=1  TRUE\n"
-              "    10   1   NULL prim len=0\n"
-              "    12   1   OBJECT IDENTIFIER prim len=3  1.2.840 (ISO US Member Body)\n"
-              "    17   1   BIT STRING prim len=2  unused=4  F0\n"
-              "    21   1   BMPString prim len=4  \"hi\"\n"
-              "    27   1   [CONTEXT 128] prim len=1  AA  |.|\n"
-              "    32   1   EOC prim len=0\n");
+    expect_clean(run({"dump", "--hex"}, input),
+                 "no envelope\n"
+                 "     0   0 SEQUENCE cons len=indef\n"
+                 "     2   1   [CONTEXT 1] cons len=3\n"
+                 "     4   2     INTEGER prim len=1  7\n"
+                 "     7   1   BOOLEAN prim len=1  TRUE\n"
+                 "    10   1   NULL prim len=0\n"
+                 "    12   1   OBJECT IDENTIFIER prim len=3  1.2.840 (ISO US Member Body)\n"
+                 "    17   1   BIT STRING prim len=2  unused=4  F0\n"
+                 "    21   1   BMPString prim len=4  \"hi\"\n"
+                 "    27   1   [CONTEXT 128] prim len=1  AA  |.|\n"
+                 "    32   1   EOC prim len=0\n");
 }
 
 TEST_F(ToolTest, dump_escapes_control_characters_in_texts) {
     // A UTF8String holding ESC [ 2 J and a lone FF octet: nothing reaches the terminal raw.
-    const run_result r = run({"dump", "--hex"}, "0C 05 1B 5B 32 4A FF");
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "no envelope\n     0   0 UTF8String prim len=5  \"\\x1B[2J\\xFF\"\n");
+    expect_clean(run({"dump", "--hex"}, "0C 05 1B 5B 32 4A FF"),
+                 "no envelope\n     0   0 UTF8String prim len=5  \"\\x1B[2J\\xFF\"\n");
 }
 
 TEST_F(ToolTest, dump_no_envelope_reads_from_offset_zero) {
-    const run_result r = run({"dump", "--hex", "--no-envelope"}, "04 02 AC DC");
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "no envelope\n     0   0 OCTET STRING prim len=2  AC DC  |..|\n");
+    expect_clean(run({"dump", "--hex", "--no-envelope"}, "04 02 AC DC"),
+                 "no envelope\n     0   0 OCTET STRING prim len=2  AC DC  |..|\n");
 }
 
 TEST_F(ToolTest, decode_prints_absent_optionals_and_empty_lists) {
     // attr_s_t {"size", no values}.
-    write_bytes(path("m.bin"), hex("04 02 AC DC 30 08 0C 04 73 69 7A 65 30 00"));
-    const run_result r = run({"decode", "--type", "attr", path("m.bin").string()});
-    EXPECT_SUCCESS(r);
-    EXPECT_EQ(r.out, "{\n  \"name\": \"size\",\n  \"values\": []\n}\n");
+    write_file_octets(path("m.bin"), hex("04 02 AC DC 30 08 0C 04 73 69 7A 65 30 00"));
+    expect_clean(run({"decode", "--type", "attr", path("m.bin").string()}), "{\n  \"name\": \"size\",\n  \"values\": []\n}\n");
 }
 
 // ---- the untyped entry points ----
 
 TEST_F(ToolTest, object_type_262_is_a_bare_integer_behind_the_callers_version) {
-    const run_result e = run({"encode", "--object-type", "262", "--envelope-version", "7", "--hex"}, "0");
-    EXPECT_SUCCESS(e);
-    EXPECT_EQ(e.out, "04 07 AC DC 02 01 00\n");
-    const run_result m = run({"encode", "--object-type", "262", "--envelope-version", "7", "--hex"}, "-129");
-    EXPECT_SUCCESS(m);
-    EXPECT_EQ(m.out, "04 07 AC DC 02 02 FF 7F\n");
+    expect_clean(run({"encode", "--object-type", "262", "--envelope-version", "7", "--hex"}, "0"), "04 07 AC DC 02 01 00\n");
+    expect_clean(run({"encode", "--object-type", "262", "--envelope-version", "7", "--hex"}, "-129"),
+                 "04 07 AC DC 02 02 FF 7F\n");
 
     for (int v : {0, 1, -1, 127, 128, -128, -129, 2147483647, -2147483647 - 1}) {
         SCOPED_TRACE(v);
@@ -398,9 +373,8 @@ TEST_F(ToolTest, object_type_262_is_a_bare_integer_behind_the_callers_version) {
                                     path("i.bin").string()},
                                    std::to_string(v));
         EXPECT_SUCCESS(enc);
-        const run_result dec = run({"decode", "--object-type", "262", "--envelope-version", "200", path("i.bin").string()});
-        EXPECT_SUCCESS(dec);
-        EXPECT_EQ(dec.out, std::to_string(v) + "\n");
+        expect_clean(run({"decode", "--object-type", "262", "--envelope-version", "200", path("i.bin").string()}),
+                     std::to_string(v) + "\n");
     }
     // Another version is refused by the library: 0x10652196.
     const run_result wrong = run({"decode", "--object-type", "262", "--envelope-version", "6", "--hex"}, "04 07 AC DC 02 01 00");
@@ -421,7 +395,7 @@ TEST_F(ToolTest, object_types_259_and_260_round_trip_through_json) {
         for (int shape = 0; shape < 3; ++shape) {
             SCOPED_TRACE(shape);
             const sample s = make_sample(*info, 40 + static_cast<std::uint64_t>(shape), shape, u.type, 5);
-            write_bytes(path("m.bin"), s.message);
+            write_file_octets(path("m.bin"), s.message);
             const std::string type = std::to_string(u.type);
             const run_result d = run({"decode", "--object-type", type, "--envelope-version", "5", path("m.bin").string()});
             EXPECT_SUCCESS(d);
@@ -429,7 +403,7 @@ TEST_F(ToolTest, object_types_259_and_260_round_trip_through_json) {
             const run_result e = run({"encode", "--object-type", type, "--envelope-version", "5", "-o",
                                       path("back.bin").string(), path("r.json").string()});
             EXPECT_SUCCESS(e);
-            EXPECT_EQ(hex_of(read_bytes(path("back.bin"))), hex_of(s.message)) << d.out;
+            EXPECT_EQ(hex_of(read_file_octets(path("back.bin"))), hex_of(s.message)) << d.out;
             const run_result p = run({"dump", "--type", u.flat_name, path("m.bin").string()});
             EXPECT_SUCCESS(p);
             EXPECT_EQ(frame_lines(p.out).size(), s.frames) << p.out;
@@ -437,10 +411,9 @@ TEST_F(ToolTest, object_types_259_and_260_round_trip_through_json) {
         }
     }
     // The certificate request of the record description: texts carry their zero octet.
-    const run_result c = run({"encode", "--object-type", "259", "--envelope-version", "1", "--hex"},
-                             R"({"text_a": "x", "text_b": null, "body": null})");
-    EXPECT_SUCCESS(c);
-    EXPECT_EQ(c.out, "04 01 AC DC 30 0A 02 01 01 04 02 78 00 04 01 00\n");
+    expect_clean(run({"encode", "--object-type", "259", "--envelope-version", "1", "--hex"},
+                     R"({"text_a": "x", "text_b": null, "body": null})"),
+                 "04 01 AC DC 30 0A 02 01 01 04 02 78 00 04 01 00\n");
 }
 
 // ---- the examples in examples/ ----
@@ -467,13 +440,11 @@ TEST_F(ToolTest, examples_encode_to_their_messages_and_decode_to_their_json) {
         encode.insert(encode.end(), how.begin(), how.end());
         const run_result e = run(encode);
         EXPECT_SUCCESS(e);
-        EXPECT_EQ(hex_of(read_bytes(path("out.bin"))), hex_of(read_bytes(message)));
+        EXPECT_EQ(hex_of(read_file_octets(path("out.bin"))), hex_of(read_file_octets(message)));
 
         std::vector<std::string> decode = {"decode", message.string()};
         decode.insert(decode.end(), how.begin(), how.end());
-        const run_result d = run(decode);
-        EXPECT_SUCCESS(d);
-        EXPECT_EQ(d.out, read_file(entry.path()));
+        expect_clean(run(decode), read_file(entry.path()));
         ++checked;
     }
     EXPECT_GE(checked, 5u);
@@ -482,7 +453,7 @@ TEST_F(ToolTest, examples_encode_to_their_messages_and_decode_to_their_json) {
 // ---- malformed input: one clear line, a nonzero exit, no crash ----
 
 TEST_F(ToolTest, empty_input_is_refused) {
-    write_bytes(path("empty.bin"), {});
+    write_file_octets(path("empty.bin"), {});
     expect_error(run({"dump", path("empty.bin").string()}), 2, "offset 0: the input is empty");
     expect_error(run({"decode", "--type", "attrlist", path("empty.bin").string()}), 1, "0x10652196");
     expect_error(run({"encode", "--type", "attrlist", path("empty.bin").string()}), 2, "JSON parse error at line 1");
@@ -502,7 +473,7 @@ TEST_F(ToolTest, truncated_messages_are_refused) {
     cuts.push_back(s.message.size() - 1);
     for (size_t n : cuts) {
         SCOPED_TRACE(n);
-        write_bytes(path("cut.bin"), bytes(s.message.begin(), s.message.begin() + static_cast<std::ptrdiff_t>(n)));
+        write_file_octets(path("cut.bin"), bytes(s.message.begin(), s.message.begin() + static_cast<std::ptrdiff_t>(n)));
         expect_error(run({"dump", path("cut.bin").string()}), 2, "offset ");
         expect_error(run({"decode", "--type", "attrlist", path("cut.bin").string()}), 1, "error: 0x");
     }
@@ -557,9 +528,8 @@ TEST_F(ToolTest, deep_nesting_is_refused_beyond_256_levels) {
 }
 
 TEST_F(ToolTest, random_bytes_never_crash_the_tool) {
-    size_t n = 0;
-    const qb_record_info* const* records = all_records(n);
-    ASSERT_GT(n, 0u);
+    const std::vector<const qb_record_info*> records = qb_test::listed_records();
+    ASSERT_FALSE(records.empty());
     qb_test::random_source rnd(2024);
     for (int i = 0; i < 60; ++i) {
         SCOPED_TRACE(i);
@@ -572,11 +542,11 @@ TEST_F(ToolTest, random_bytes_never_crash_the_tool) {
             b[3] = 0xDC;
             b[4] = 0x30;
         }
-        write_bytes(path("rnd.bin"), b);
+        write_file_octets(path("rnd.bin"), b);
         const run_result d = run({"dump", path("rnd.bin").string()});
         if (d.code != 0) expect_error(d, 2, "offset ");
         else EXPECT_EQ(d.err, "");
-        const char* type = records[rnd.below(static_cast<std::uint32_t>(n))]->flat_name;
+        const char* type = records[rnd.below(static_cast<std::uint32_t>(records.size()))]->flat_name;
         const run_result c = run({"decode", "--type", type, path("rnd.bin").string()});
         if (c.code != 0) expect_error(c, 1, "error: 0x");
         else EXPECT_EQ(c.err, "");
@@ -585,7 +555,7 @@ TEST_F(ToolTest, random_bytes_never_crash_the_tool) {
 
 TEST_F(ToolTest, a_message_decoded_as_the_wrong_type_is_refused) {
     // value_s_t {5, "a", 01} read as a uuid_t: the second member is no INTEGER.
-    write_bytes(path("m.bin"), hex("04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01"));
+    write_file_octets(path("m.bin"), hex("04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01"));
     expect_error(run({"decode", "--type", "uuid_t", path("m.bin").string()}), 1,
                  "error: 0x106521A4 identifier does not match the expected tag and class (decoding uuid_t; offset 9, time_mid: expected INTEGER, found UTF8String)");
     expect_error(run({"decode", "--type", "nosuch", path("m.bin").string()}), 2, "unknown record type 'nosuch'");
@@ -611,10 +581,9 @@ TEST_F(ToolTest, bad_json_names_the_line) {
     expect_error(run({"encode", "--type", "value"}, "{\"number\": 1, \"number\": 2, \"text\": \"\", \"bytes\": \"\"}"), 2,
                  "number: field given twice");
     // Comments are allowed in hand-written messages.
-    const run_result ok = run({"encode", "--type", "value", "--hex"},
-                              "// a value\n{\"number\": 5, /* five */ \"text\": \"a\", \"bytes\": \"01\"}");
-    EXPECT_SUCCESS(ok);
-    EXPECT_EQ(ok.out, "04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01\n");
+    expect_clean(run({"encode", "--type", "value", "--hex"},
+                     "// a value\n{\"number\": 5, /* five */ \"text\": \"a\", \"bytes\": \"01\"}"),
+                 "04 02 AC DC 30 09 02 01 05 0C 01 61 04 01 01\n");
 }
 
 TEST_F(ToolTest, deeply_nested_json_is_refused) {
@@ -626,28 +595,32 @@ TEST_F(ToolTest, deeply_nested_json_is_refused) {
 }
 
 TEST_F(ToolTest, wrong_json_types_name_the_field_and_line) {
-    struct bad {
-        std::string json;
-        std::string message;
+    // value_s_t {"number": 5, "text": "a", "bytes": ""} (one member a line,
+    // from line 2 on) with one member wrong: the message names the member
+    // and its line.
+    struct wrong {
+        const char* value;  // the member's JSON
+        const char* why;    // the message after "JSON line <n>: <member>"
     };
-    const bad cases[] = {
-        {value_json("\"5\"", "\"a\"", "\"\""), "JSON line 2: number: expected an integer (a signed 32-bit integer), got a string"},
-        {value_json("5.5", "\"a\"", "\"\""), "JSON line 2: number: expected an integer (a signed 32-bit integer), got a fractional number"},
-        {value_json("true", "\"a\"", "\"\""), "JSON line 2: number: expected an integer (a signed 32-bit integer), got a boolean"},
-        {value_json("2147483648", "\"a\"", "\"\""), "JSON line 2: number: 2147483648 is out of range for a signed 32-bit integer"},
-        {value_json("-2147483649", "\"a\"", "\"\""), "JSON line 2: number: -2147483649 is out of range"},
-        {value_json("5", "7", "\"\""), "JSON line 3: text: expected a string, null or {\"hex\": \"...\"}, got a number"},
-        {value_json("5", "\"a\\u0000b\"", "\"\""), "JSON line 3: text: a text cannot hold a zero character"},
-        {value_json("5", "{\"hex\": \"ZZ\"}", "\"\""), "JSON line 3: text.hex: not a hex string: character 1 is not a hex digit"},
-        {value_json("5", "\"a\"", "null"), "JSON line 4: bytes: expected a hex string, got null"},
-        {value_json("5", "\"a\"", "\"0G\""), "JSON line 4: bytes: not a hex string: character 2 is not a hex digit"},
-        {value_json("5", "\"a\"", "\"ABC\""), "JSON line 4: bytes: not a hex string: odd number of hex digits"},
-        {value_json("5", "\"a\"", "[1]"), "JSON line 4: bytes: expected a hex string, got an array"},
+    const auto expect_refused = [this](const std::string& json, const std::string& message) {
+        SCOPED_TRACE(json);
+        expect_error(run({"encode", "--type", "value_s_t"}, json), 2, message);
     };
-    for (const bad& c : cases) {
-        SCOPED_TRACE(c.json);
-        expect_error(run({"encode", "--type", "value_s_t"}, c.json), 2, c.message);
-    }
+    for (const wrong& w : {wrong{"\"5\"", ": expected an integer (a signed 32-bit integer), got a string"},
+                           wrong{"5.5", ": expected an integer (a signed 32-bit integer), got a fractional number"},
+                           wrong{"true", ": expected an integer (a signed 32-bit integer), got a boolean"},
+                           wrong{"2147483648", ": 2147483648 is out of range for a signed 32-bit integer"},
+                           wrong{"-2147483649", ": -2147483649 is out of range"}})
+        expect_refused(value_json(w.value, "\"a\"", "\"\""), std::string("JSON line 2: number") + w.why);
+    for (const wrong& w : {wrong{"7", ": expected a string, null or {\"hex\": \"...\"}, got a number"},
+                           wrong{"\"a\\u0000b\"", ": a text cannot hold a zero character"},
+                           wrong{"{\"hex\": \"ZZ\"}", ".hex: not a hex string: character 1 is not a hex digit"}})
+        expect_refused(value_json("5", w.value, "\"\""), std::string("JSON line 3: text") + w.why);
+    for (const wrong& w : {wrong{"null", ": expected a hex string, got null"},
+                           wrong{"\"0G\"", ": not a hex string: character 2 is not a hex digit"},
+                           wrong{"\"ABC\"", ": not a hex string: odd number of hex digits"},
+                           wrong{"[1]", ": expected a hex string, got an array"}})
+        expect_refused(value_json("5", "\"a\"", w.value), std::string("JSON line 4: bytes") + w.why);
     // Nested: the path of the field inside lists and records.
     const std::string attrlist =
         "{\n  \"attrs\": [\n    {\"name\": \"a\", \"values\": []},\n    {\"name\": \"b\",\n     \"values\": [\n"
@@ -705,16 +678,15 @@ TEST_F(ToolTest, binary_output_to_a_terminal_is_refused) {
 TEST_F(ToolTest, lcs_texts_in_a_latin1_locale_travel_as_hex) {
     // value_s_t {1, "héllo" in UTF-8, no bytes}.
     const bytes message = hex("04 02 AC DC 30 0D 02 01 01 0C 06 68 C3 A9 6C 6C 6F 04 00");
-    write_bytes(path("m.bin"), message);
+    write_file_octets(path("m.bin"), message);
     const run_result latin = run({"decode", "--type", "value", "--lcs", path("m.bin").string()}, "", "LC_ALL=en_US.ISO-8859-1");
     EXPECT_SUCCESS(latin);
     // In ISO-8859-1 the text is 68 E9 6C 6C 6F, which is not UTF-8: kept as hex.
     EXPECT_EQ(latin.out, "{\n  \"number\": 1,\n  \"text\": {\"hex\": \"68E96C6C6F\"},\n  \"bytes\": \"\"\n}\n");
     write_file(path("r.json"), latin.out);
-    const run_result back = run({"encode", "--type", "value", "--lcs", "--hex", path("r.json").string()}, "",
-                                "LC_ALL=en_US.ISO-8859-1");
-    EXPECT_SUCCESS(back);
-    EXPECT_EQ(back.out, "04 02 AC DC 30 0D 02 01 01 0C 06 68 C3 A9 6C 6C\n6F 04 00\n");
+    expect_clean(run({"encode", "--type", "value", "--lcs", "--hex", path("r.json").string()}, "",
+                     "LC_ALL=en_US.ISO-8859-1"),
+                 "04 02 AC DC 30 0D 02 01 01 0C 06 68 C3 A9 6C 6C\n6F 04 00\n");
     // Without --lcs the UTF-8 text is a JSON string, whatever the locale.
     const run_result plain = run({"decode", "--type", "value", path("m.bin").string()}, "", "LC_ALL=en_US.ISO-8859-1");
     EXPECT_SUCCESS(plain);
@@ -767,9 +739,7 @@ TEST_F(ToolTest, status_prints_every_code_with_its_meaning) {
         std::snprintf(code, sizeof code, "0x%08X", table[i].code);
         EXPECT_EQ(lines[i], std::string(code) + "  " + table[i].text);
     }
-    const run_result one = run({"status", "0x10652198"});
-    EXPECT_SUCCESS(one);
-    EXPECT_EQ(one.out, std::string("0x10652198  ") + qbAsnStatusText(0x10652198) + "\n");
+    expect_clean(run({"status", "0x10652198"}), std::string("0x10652198  ") + qbAsnStatusText(0x10652198) + "\n");
     const run_result minus = run({"status", "-1"});
     EXPECT_SUCCESS(minus);
     EXPECT_EQ(minus.out.rfind("0xFFFFFFFF  ", 0), 0u);
@@ -792,14 +762,14 @@ TEST_F(ToolTest, large_messages_stream_through) {
     qbasn::result<qbasn::buffer> msg = qbasn::encode(v);
     ASSERT_TRUE(msg.ok());
     const bytes message(msg.value().bytes().begin(), msg.value().bytes().end());
-    write_bytes(path("big.bin"), message);
+    write_file_octets(path("big.bin"), message);
     const run_result d = run({"decode", "--type", "value", path("big.bin").string()});
     EXPECT_SUCCESS(d);
     EXPECT_GT(d.out.size(), 2 * big);
     write_file(path("big.json"), d.out);
     const run_result e = run({"encode", "--type", "value", path("big.json").string(), "-o", path("back.bin").string()});
     EXPECT_SUCCESS(e);
-    EXPECT_TRUE(read_bytes(path("back.bin")) == message);
+    EXPECT_TRUE(read_file_octets(path("back.bin")) == message);
     const run_result u = run({"dump", path("big.bin").string()});
     EXPECT_SUCCESS(u);
     EXPECT_EQ(frame_lines(u.out).size(), 4u);
