@@ -23,6 +23,12 @@ function(qbasn_target_warnings target)
     target_compile_options(${target} PRIVATE -Wall -Wextra)
     if(QBASN_WERROR)
       target_compile_options(${target} PRIVATE -Werror)
+      # g++ 12 at -O3 (Release) reports std::string and std::copy calls in
+      # the tests as overlapping or overflowing copies (false positives of
+      # its -Wrestrict and -Wstringop-overflow that later versions dropped);
+      # there they stay warnings instead of failing the build.
+      target_compile_options(${target} PRIVATE
+        "$<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>,$<CONFIG:Release>>:-Wno-error=restrict;-Wno-error=stringop-overflow>")
     endif()
   elseif(MSVC)
     target_compile_options(${target} PRIVATE /W4)
