@@ -1,48 +1,17 @@
 // tools/record_docs.cpp - writes docs/record-types.md from the reflection table.
 //
 // Every record's ASN.1 definition and flat record come from the same table
-// the library encodes with, so the document cannot drift from the code. A
-// test compares the checked-in file with this program's output; regenerate
+// the library encodes with (the members' ASN.1 types through the same
+// function the tool's definitions use), so the document cannot drift from
+// the code. A test compares the checked-in file with this program's output; regenerate
 // with scripts/gen-docs.sh.
 #include <cstdio>
 #include <string>
 
 #include "qbasn.h"
+#include "tools/flat/record_tree.h"
 
 namespace {
-
-std::string asn1_type(const qb_field_info& f) {
-    const char* element = f.element != nullptr ? f.element()->name : "";
-    switch (f.kind) {
-        case qb_field_int:
-        case qb_field_uint:
-        case qb_field_long:
-        case qb_field_ushort:
-        case qb_field_uchar:
-            return "INTEGER";
-        case qb_field_text:
-            return "UTF8String";
-        case qb_field_octets:
-        case qb_field_text_octets:
-            return "OCTET STRING";
-        case qb_field_fixed_octets:
-            return "OCTET STRING (SIZE (" + std::to_string(f.size) + "))";
-        case qb_field_record:
-            return element;
-        case qb_field_optional_record:
-            return std::string(element);
-        case qb_field_record_list:
-        case qb_field_record_ptr_list:
-            return std::string("SEQUENCE OF ") + element;
-        case qb_field_text_list:
-            return "SEQUENCE OF UTF8String";
-        case qb_field_int_list:
-            return "SEQUENCE OF INTEGER";
-        case qb_field_record_slots:
-            return std::string("SEQUENCE OF CHOICE { NULL, ") + element + " }";
-    }
-    return "?";
-}
 
 std::string count_type(const qb_field_info& f) { return f.signed_count ? "int" : "unsigned int"; }
 
@@ -88,7 +57,7 @@ int main() {
         if (r.leading_version) std::printf("    version INTEGER (always 1, no flat field),\n");
         for (size_t k = 0; k < r.field_count; ++k) {
             const qb_field_info& f = r.fields[k];
-            std::printf("    %s %s%s%s\n", f.name, asn1_type(f).c_str(), f.optional ? " OPTIONAL" : "",
+            std::printf("    %s %s%s%s\n", f.name, qbflat::asn1_type_of(f).c_str(), f.optional ? " OPTIONAL" : "",
                         k + 1 < r.field_count ? "," : "");
         }
         std::printf("}\n\nstruct %s {\n", r.flat_name);

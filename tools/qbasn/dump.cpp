@@ -230,49 +230,44 @@ label member_label(const qb_field_info& f, const std::string& parent, const char
     return l;
 }
 
-bool is_string_field(const qb_field_info& f) {
-    return f.kind == qb_field_text || f.kind == qb_field_octets || f.kind == qb_field_fixed_octets ||
-           f.kind == qb_field_text_octets;
+// The frame a member travels in: its universal tag, the type named in
+// findings, and whether its frame must be primitive or constructed.
+struct member_frame {
+    std::uint64_t tag;
+    const char* type;
+    bool primitive_only;
+    bool constructed_only;
+};
+
+member_frame frame_of_member(const qb_field_info& f) {
+    switch (f.kind) {
+        case qb_field_int:
+        case qb_field_uint:
+        case qb_field_long:
+        case qb_field_ushort:
+        case qb_field_uchar:
+            return {utag::integer, "INTEGER", true, false};
+        case qb_field_text:
+            return {utag::utf8_string, "UTF8String", false, false};
+        case qb_field_octets:
+        case qb_field_fixed_octets:
+        case qb_field_text_octets:
+            return {utag::octet_string, "OCTET STRING", false, false};  // segmented (constructed) input too
+        default:
+            return {utag::sequence, "SEQUENCE", false, true};
+    }
 }
 
-// The identifier a member's frame carries (every member is universal).
+// Whether a frame's identifier is the one the member travels in.
 bool member_accepts(const qb_field_info& f, const child_key& c) {
-    switch (f.kind) {
-        case qb_field_int:
-        case qb_field_uint:
-        case qb_field_long:
-        case qb_field_ushort:
-        case qb_field_uchar:
-            return key_is(c, utag::integer) && !c.constructed;
-        case qb_field_text:
-            return key_is(c, utag::utf8_string);
-        case qb_field_octets:
-        case qb_field_fixed_octets:
-        case qb_field_text_octets:
-            return key_is(c, utag::octet_string);  // segmented (constructed) input too
-        default:
-            return key_is(c, utag::sequence) && c.constructed;
-    }
+    const member_frame m = frame_of_member(f);
+    return key_is(c, m.tag) && !(m.primitive_only && c.constructed) && !(m.constructed_only && !c.constructed);
 }
 
-// The type a member's frame has, for findings.
-const char* member_type(const qb_field_info& f) {
-    switch (f.kind) {
-        case qb_field_int:
-        case qb_field_uint:
-        case qb_field_long:
-        case qb_field_ushort:
-        case qb_field_uchar:
-            return "INTEGER";
-        case qb_field_text:
-            return "UTF8String";
-        case qb_field_octets:
-        case qb_field_fixed_octets:
-        case qb_field_text_octets:
-            return "OCTET STRING";
-        default:
-            return "SEQUENCE";
-    }
+// Whether a member holds text or octets (its frame is a string).
+bool is_string_field(const qb_field_info& f) {
+    const std::uint64_t tag = frame_of_member(f).tag;
+    return tag == utag::utf8_string || tag == utag::octet_string;
 }
 
 // A member that could come where the members stopped fitting.
@@ -344,7 +339,7 @@ record_fit member_fit(const qb_record_info& info, const std::string& path, const
             size_t g = fi;
             for (; g < fields; ++g) {
                 const qb_field_info& f = info.fields[g];
-                candidate c{member_type(f), child_path(path, f.name)};
+                candidate c{frame_of_member(f).type, child_path(path, f.name)};
                 if (std::none_of(fit.expected.begin(), fit.expected.end(), [&](const candidate& x) { return x.path == c.path; }))
                     fit.expected.push_back(c);
                 if (f.optional == 0) break;
